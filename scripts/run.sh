@@ -1,0 +1,193 @@
+#!/usr/bin/env bash
+# The one entry point for a fresh Debian 12 machine:
+#   scripts/run.sh setup   install packages and cross-build the dependencies (idempotent, cached)
+#   scripts/run.sh build   setup + configure and build everything
+#   scripts/run.sh test    build + run all tests in a fresh Wine prefix
+#   scripts/run.sh demo    build + run the demo in a fresh Wine prefix
+#
+# Environment:
+#   TARV64_CACHE   cache of cross-built dependencies (default ~/.cache/tarv64)
+#   TARV64_BUILD   build directory (default <repo>/build)
+#   TARV64_WERROR  ON turns warnings into errors (CI sets it)
+#   TARV64_QUIET   1 hides apt/cmake chatter (default 1)
+set -euo pipefail
+
+REPO=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+CACHE=${TARV64_CACHE:-$HOME/.cache/tarv64}
+BUILD=${TARV64_BUILD:-$REPO/build}
+WERROR=${TARV64_WERROR:-OFF}
+[ "${CI:-}" = "true" ] && WERROR=ON
+QUIET=${TARV64_QUIET:-1}
+TRIPLE=x86_64-w64-mingw32
+TOOLCHAIN=$REPO/cmake/mingw-w64-x86_64.cmake
+PACKAGES="mingw-w64 g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev wine wine64 fonts-wine
+          cmake ninja-build googletest dpkg-dev clang lld xvfb xauth imagemagick"
+
+log() { printf '== %s\n' "$*" >&2; }
+quiet() {
+  if [ "$QUIET" = 1 ]; then
+    local out; out=$(mktemp)
+    if ! "$@" >"$out" 2>&1; then cat "$out" >&2; rm -f "$out"; return 1; fi
+    rm -f "$out"
+  else
+    "$@"
+  fi
+}
+as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
+apt_get() { as_root env DEBIAN_FRONTEND=noninteractive apt-get -y -q "$@"; }
+
+# --- Debian packages ------------------------------------------------------------------------------
+install_packages() {
+  local missing=()
+  for p in $PACKAGES; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "ok installed" || missing+=("$p")
+  done
+  [ ${#missing[@]} -eq 0 ] && return 0
+  log "installing ${missing[*]}"
+  quiet apt_get update
+  quiet apt_get install --no-install-recommends "${missing[@]}"
+}
+
+# deb-src lines mirroring the machine's own Debian sources, so that source packages come from the
+# same archive as the binaries.
+enable_deb_src() {
+  local list=/etc/apt/sources.list.d/tarv64-deb-src.sources
+  [ -f "$list" ] && return 0
+  local src=/etc/apt/sources.list.d/debian.sources
+  log "enabling deb-src"
+  if [ -f "$src" ]; then
+    sed -e 's/^Types:.*/Types: deb-src/' "$src" | as_root tee "$list" >/dev/null
+  else
+    . /etc/os-release
+    as_root tee "$list" >/dev/null <<EOF
+Types: deb-src
+URIs: http://deb.debian.org/debian
+Suites: $VERSION_CODENAME $VERSION_CODENAME-updates
+Components: main
+Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
+
+Types: deb-src
+URIs: http://deb.debian.org/debian-security
+Suites: $VERSION_CODENAME-security
+Components: main
+Signed-By: /usr/share/keyrings/debian-archive-keyring.gpg
+EOF
+  fi
+  quiet apt_get update
+}
+
+# --- libxml2, cross-built static from Debian's source package ------------------------------------
+libxml2_prefix() {
+  local ver; ver=$(apt-cache showsrc libxml2 2>/dev/null | awk '/^Version:/ {print $2; exit}')
+  [ -n "$ver" ] || { echo "cannot find the libxml2 source package" >&2; return 1; }
+  echo "$CACHE/libxml2-${ver//[:~+]/_}-$TRIPLE"
+}
+
+build_libxml2() {
+  local prefix; prefix=$(libxml2_prefix)
+  [ -f "$prefix/.done" ] && return 0
+  log "cross-building libxml2 into $prefix"
+  local work; work=$(mktemp -d)
+  (cd "$work" && quiet apt-get source --download-only libxml2 && quiet dpkg-source -x ./*.dsc src)
+  rm -rf "$prefix"
+  quiet cmake -S "$work/src" -B "$work/build" -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" \
+    -DBUILD_SHARED_LIBS=OFF -DHAVE_PTHREAD_H= \
+    -DLIBXML2_WITH_ICONV=OFF -DLIBXML2_WITH_ICU=OFF -DLIBXML2_WITH_LZMA=OFF -DLIBXML2_WITH_ZLIB=OFF \
+    -DLIBXML2_WITH_PYTHON=OFF -DLIBXML2_WITH_HTTP=OFF -DLIBXML2_WITH_FTP=OFF \
+    -DLIBXML2_WITH_MODULES=OFF -DLIBXML2_WITH_PROGRAMS=OFF -DLIBXML2_WITH_TESTS=OFF
+  quiet cmake --build "$work/build"
+  quiet cmake --install "$work/build"
+  touch "$prefix/.done"
+  rm -rf "$work"
+}
+
+# --- GoogleTest, cross-built from Debian's googletest sources -------------------------------------
+gtest_prefix() {
+  local ver; ver=$(dpkg-query -W -f='${Version}' googletest)
+  echo "$CACHE/googletest-${ver//[:~+]/_}-$TRIPLE"
+}
+
+build_gtest() {
+  local prefix; prefix=$(gtest_prefix)
+  [ -f "$prefix/.done" ] && return 0
+  log "cross-building GoogleTest into $prefix"
+  local work; work=$(mktemp -d)
+  rm -rf "$prefix"
+  quiet cmake -S /usr/src/googletest -B "$work" -G Ninja \
+    -DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN" -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX="$prefix" \
+    -DBUILD_SHARED_LIBS=OFF -Dgtest_disable_pthreads=OFF
+  quiet cmake --build "$work"
+  quiet cmake --install "$work"
+  touch "$prefix/.done"
+  rm -rf "$work"
+}
+
+setup() {
+  install_packages
+  enable_deb_src
+  mkdir -p "$CACHE"
+  build_libxml2
+  build_gtest
+}
+
+# --- build ------------------------------------------------------------------------------------------
+build() {
+  setup
+  if [ ! -f "$BUILD/build.ninja" ]; then
+    log "configuring $BUILD"
+    quiet cmake -S "$REPO" -B "$BUILD" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$TOOLCHAIN" \
+      -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTARV64_WERROR="$WERROR" \
+      -DTARV64_LIBXML2_PREFIX="$(libxml2_prefix)" -DTARV64_GTEST_PREFIX="$(gtest_prefix)"
+  else
+    quiet cmake "$BUILD" -DTARV64_WERROR="$WERROR"
+  fi
+  log "building"
+  quiet cmake --build "$BUILD"
+}
+
+# --- Wine prefix ------------------------------------------------------------------------------------
+# A fresh 64-bit prefix per run, headless (null graphics driver), with a persistent wineserver
+# whose standard streams are detached: Wine's background processes inherit the streams of whoever
+# starts them, and a pipe held open that way makes ctest wait for ever.
+export WINEARCH=win64
+export WINEDEBUG=${WINEDEBUG:--all}
+export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
+
+prefix_start() {
+  export WINEPREFIX=$BUILD/wineprefix
+  wineserver -k >/dev/null 2>&1 </dev/null || true
+  rm -rf "$WINEPREFIX"
+  log "creating Wine prefix $WINEPREFIX"
+  wineserver -p </dev/null >/dev/null 2>&1
+  wine wineboot -i </dev/null >/dev/null 2>&1
+  wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >/dev/null 2>&1
+  wineserver -w </dev/null >/dev/null 2>&1 || true
+  wineserver -p </dev/null >/dev/null 2>&1
+  wine wineboot </dev/null >/dev/null 2>&1
+  trap prefix_stop EXIT
+}
+
+prefix_stop() { wineserver -k >/dev/null 2>&1 </dev/null || true; }
+
+run_tests() {
+  build
+  prefix_start
+  log "running tests"
+  ctest --test-dir "$BUILD" --output-on-failure --timeout 600 "$@"
+}
+
+run_demo() {
+  build
+  prefix_start
+  log "running the demo"
+  bash "$REPO/scripts/demo.sh" "$BUILD"
+}
+
+case "${1:-}" in
+  setup) setup ;;
+  build) build ;;
+  test)  shift; run_tests "$@" ;;
+  demo)  run_demo ;;
+  *) echo "usage: $0 setup|build|test|demo" >&2; exit 2 ;;
+esac
