@@ -1,0 +1,135 @@
+#pragma once
+// The XML call log: one log document per exported package instance or logged unit operation,
+// written record by record and flushed after each, so that it is readable up to its last record
+// when the process dies.
+//
+// Every record operation does nothing while `stream` is null (a detached or closed log), and then
+// leaves `depth` unchanged. Not thread-safe: all proxies of a log live on the server's STA thread.
+#include "capeopen.h"
+
+#include <windows.h>
+#include <ole2.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace tarv {
+
+class CallLog {
+public:
+    // Creates the log on an already open text-mode stream (taking it over), writes the XML prolog,
+    // the root start tag and the three opening info records. Heap-allocated; `refCount` starts at 0.
+    static CallLog* open(std::FILE* stream, const char* objectName, const char* objectType,
+                         const char* logPath);
+
+    CallLog(const CallLog&) = delete;
+    CallLog& operator=(const CallLog&) = delete;
+
+    // Ends the document and closes the stream, then runs the close hook (the open-log prompt).
+    // Safe to call twice.
+    void close();
+    // close(), then frees the escape buffer and the strings, and deletes this object.
+    void destroy();
+
+    // Escapes text for an attribute value into the shared escape buffer. Sets *suppressed to 1 if a
+    // byte was dropped (below 0x20 or at/above 0x80), else 0. Valid until the next escape().
+    const char* escape(const char* text, int* suppressed);
+    // Writes `depth` blanks. Does not test `stream`.
+    void indent();
+
+    void writeInfo(const char* text);
+    void writeError(const char* text);
+    void writeWarning(const char* text);
+
+    // isInput: non-zero writes direc="in", zero "out".
+    void beginFunc(int isInput, const char* methodName, const char* objectName);
+    // Closing records of a func: on failure an error record with the status name and the failure
+    // text (asked of `calledInterface` when not null), then </func>.
+    void endFunc(HRESULT status, IUnknown* calledInterface);
+
+    // Scalar, string and enumeration arguments.
+    void argShort(const char* name, int isInput, short value);
+    void argVariantBool(const char* name, int isInput, VARIANT_BOOL value);
+    void argBool(const char* name, int isInput, BOOL value);
+    void argLong(const char* name, int isInput, LONG value);
+    void argDouble(const char* name, int isInput, double value);
+    void argString(const char* name, int isInput, BSTR value);
+    void argInterfacePointer(const char* name, int isInput, IUnknown* value);
+    void argInterface(const char* name, int isInput, IUnknown* value);
+    void argCalculationFlags(const char* name, int isInput, int flags);
+    void argValidationStatus(const char* name, int isInput, CapeValidationStatus value);
+    void argPortType(const char* name, int isInput, CapePortType value);
+    void argReactionType(const char* name, int isInput, CapeReactionType value);
+    void argReactionRateBasis(const char* name, int isInput, CapeReactionRateBasis value);
+    void argPortDirection(const char* name, int isInput, CapePortDirection value);
+    void argParamMode(const char* name, int isInput, CapeParamMode value);
+    void argParamType(const char* name, int isInput, CapeParamType value);
+
+    // VARIANT and array arguments. expected 0xFFFF means any type (no check). The VARIANT stays
+    // the caller's and is not changed.
+    static constexpr VARTYPE anyType = 0xFFFF;
+    void argVariant(const char* name, int isInput, const VARIANT& value, VARTYPE expected, int emptyAllowed);
+    void writeValue(const VARIANT& value);
+    static std::string vartypeName(VARTYPE vt);
+
+    // Status and interface texts.
+    static std::string statusName(HRESULT status);
+    static std::string interfaceName(REFIID iid);
+    // info record for an interface query that a proxy passed on or turned down (silent for
+    // IOriginalObject64).
+    void queryInterface(const char* objectName, REFIID iid, HRESULT status);
+
+    const std::string& objectName() const { return objectName_; }
+    const std::string& logPath() const { return logPath_; }
+    bool isOpen() const { return stream_ != nullptr; }
+    unsigned depth() const { return depth_; }
+
+    // Reference count of the proxies that hold this log (plain, not atomic). The last release
+    // destroys it.
+    void addRef() { ++refCount_; }
+    void release() { if (--refCount_ == 0) destroy(); }
+    int32_t refCount() const { return refCount_; }
+
+    // Runs after close() has written the end tag and closed the stream: the host installs the
+    // "Open log file" prompt here.
+    using CloseHook = void (*)(const CallLog& log);
+    static void setCloseHook(CloseHook hook);
+
+private:
+    CallLog(std::FILE* stream, const char* objectName, const char* logPath);
+    ~CallLog();
+
+    std::FILE* stream_ = nullptr;
+    std::string objectName_;
+    std::string logPath_;
+    char* escapeBuffer_ = nullptr;
+    int32_t escapeCapacity_ = 1024;
+    uint32_t depth_ = 0;
+    int32_t refCount_ = 0;
+};
+
+// Message text of a status code from the system, else "error code 0x%08X".
+std::wstring systemErrorText(HRESULT status);
+// Description of a CAPE-OPEN failure asked of the failed object (ECapeUser, then ECapeRoot, then
+// the fixed description of the code); codes outside the CAPE-OPEN block go to systemErrorText.
+std::wstring capeErrorText(IUnknown* failedObject, HRESULT status);
+
+// A borrowed (or owned) one-dimensional array inside a VARIANT, with its bounds.
+struct ArrayView {
+    VARIANT value;           // bitwise copy; owned only when `owned` is set
+    bool owned = false;
+    int32_t lowerBound = 0;
+    int32_t count = 0;
+
+    explicit ArrayView(const VARIANT& v, bool takeOwnership = false);
+    ~ArrayView();
+    ArrayView(const ArrayView&) = delete;
+    ArrayView& operator=(const ArrayView&) = delete;
+
+    // Whether the view may be walked as a one-dimensional array of expectedElement; sets
+    // lowerBound and count. On failure *failureText says why.
+    bool check(VARTYPE expectedElement, std::string* failureText);
+};
+
+} // namespace tarv
