@@ -10,6 +10,7 @@
 #include <windows.h>
 #include <ole2.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -84,6 +85,8 @@ public:
     const std::string& logPath() const { return logPath_; }
     bool isOpen() const { return stream_ != nullptr; }
     unsigned depth() const { return depth_; }
+    // Size of the escape buffer: starts at 1024, grows in steps of 1024, never shrinks.
+    int32_t escapeCapacity() const { return escapeCapacity_; }
 
     // Reference count of the proxies that hold this log (plain, not atomic). The last release
     // destroys it.
@@ -100,6 +103,31 @@ private:
     CallLog(std::FILE* stream, const char* objectName, const char* logPath);
     ~CallLog();
 
+    // Record text goes into `pending_` and reaches the stream in one write with a flush at the end
+    // of each record, so the file always ends at a record boundary. Long array values are written
+    // through in pieces and flushed once at their end.
+    void put(const char* text, std::size_t length) { pending_.append(text, length); }
+    void put(const char* text) { pending_.append(text); }
+    template <std::size_t N>
+    void putLiteral(const char (&text)[N]) { pending_.append(text, N - 1); }
+    void putArgval(const char* value);
+    void flush();
+    void writeThrough();
+
+    void record(const char* open, std::size_t openLength, const char* text, const char* warning,
+                std::size_t warningLength);
+    void beginArg(const char* name, const char* direction, const char* type);
+    void endArg();
+    void simpleArg(const char* name, const char* direction, const char* type, const char* value);
+    void enumArg(const char* name, const char* direction, const char* type, int value,
+                 const char* const* names, int count);
+    void writeScalar(const VARIANT& value);
+    void writeArray(const VARIANT& value);
+    // Wide text up to its first NUL in the thread's ANSI code page, between quotes if asked,
+    // into `narrow_`.
+    const char* narrowed(const wchar_t* text, bool quoted);
+    static void appendVartypeName(std::string& out, VARTYPE vt);
+
     std::FILE* stream_ = nullptr;
     std::string objectName_;
     std::string logPath_;
@@ -107,6 +135,9 @@ private:
     int32_t escapeCapacity_ = 1024;
     uint32_t depth_ = 0;
     int32_t refCount_ = 0;
+    std::string pending_;
+    std::string narrow_;
+    std::string text_;
 };
 
 // Message text of a status code from the system, else "error code 0x%08X".
