@@ -1,0 +1,76 @@
+// The faults are raised by code that the optimiser cannot see through: the null pointer, the zero
+// divisor and the recursion depth are read from volatile storage at run time.
+#include "kit/kit.h"
+
+#include <climits>
+
+namespace kit {
+namespace {
+
+volatile int* volatile gNull = nullptr;
+volatile int gZero = 0;
+volatile int gOne = 1;
+volatile unsigned gDepth = UINT_MAX;
+volatile int gSink = 0;
+
+__attribute__((noinline, noipa)) void readNull()
+{
+    gSink = *gNull;
+}
+
+__attribute__((noinline, noipa)) void divideByZero()
+{
+    gSink = gOne / gZero;   // both volatile: g++ turns 1 / x into comparisons
+}
+
+// Not a tail call: the frame is still needed after the inner call returns.
+__attribute__((noinline, noipa)) int recurse(volatile char* outer, unsigned depth)
+{
+    volatile char frame[512];
+    frame[0] = static_cast<char>(depth);
+    frame[sizeof frame - 1] = outer ? outer[0] : 0;
+    if (depth == 0) return frame[0];
+    return recurse(frame, depth - 1) + frame[sizeof frame - 1];
+}
+
+} // namespace
+
+Fault::Fault(Kind kind, std::string text, int value)
+    : kind_(kind), text_(std::make_shared<const std::string>(std::move(text))), value_(value)
+{
+}
+
+Fault Fault::ThrowText(std::string text)
+{
+    return Fault(Kind::ThrowText, std::move(text));
+}
+
+Fault Fault::ThrowInt(int value)
+{
+    return Fault(Kind::ThrowInt, {}, value);
+}
+
+DWORD Fault::exceptionCode() const noexcept
+{
+    switch (kind_) {
+    case Kind::AccessViolation: return EXCEPTION_ACCESS_VIOLATION;
+    case Kind::IntDivideByZero: return EXCEPTION_INT_DIVIDE_BY_ZERO;
+    case Kind::StackOverflow: return EXCEPTION_STACK_OVERFLOW;
+    default: return 0;
+    }
+}
+
+void Fault::raise() const
+{
+    switch (kind_) {
+    case Kind::AccessViolation: readNull(); break;
+    case Kind::IntDivideByZero: divideByZero(); break;
+    case Kind::StackOverflow: gSink = recurse(nullptr, gDepth); break;
+    case Kind::ThrowText: throw text_->c_str();
+    case Kind::ThrowInt: throw value_;
+    }
+    // Only reached if the platform let a fault pass silently.
+    throw "kit fault did not fault";
+}
+
+} // namespace kit
