@@ -1,0 +1,561 @@
+// The exception barrier against real faults: raised by an MSVC-ABI component (Wine's vcruntime140),
+// by a g++ component with its own runtime, and by this executable itself.
+#include "proxy/barrier.h"
+#include "proxy/fault_components.h"
+
+#include "capeopen.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+extern "C" IMAGE_DOS_HEADER __ImageBase;
+
+namespace tarv {
+namespace {
+
+using Kind = BarrierFault::Kind;
+using test::FaultComponent;
+
+const std::string sehPrefix = "Uncaught SEH exception during function call: ";
+const std::string textPrefix = "Uncaught exception during function call: ";
+const std::string otherRecord = "Uncaught exception during function call";
+
+const std::string accessViolation =
+    sehPrefix + "EXCEPTION_ACCESS_VIOLATION: The thread tried to read from or write to a virtual "
+                "address for which it does not have the appropriate access.";
+const std::string divideByZero =
+    sehPrefix + "EXCEPTION_INT_DIVIDE_BY_ZERO: The thread tried to divide an integer value by an "
+                "integer divisor of zero.";
+const std::string stackOverflow =
+    sehPrefix + "EXCEPTION_STACK_OVERFLOW: The thread used up its stack.";
+const std::string illegalInstruction =
+    sehPrefix + "EXCEPTION_ILLEGAL_INSTRUCTION: The thread tried to execute an invalid instruction.";
+
+constexpr unsigned msvcCppCode = 0xE06D7363u;
+constexpr int untouched = -1;
+
+// ---- Faults raised by the components ----------------------------------------------------------
+
+struct ComponentCase {
+    const char* name;
+    FaultKind kind;
+    Kind expected;
+    unsigned hardwareCode;  // 0: thrown, so the code is that of the component's runtime
+    std::string record;
+    long sentinelsDestroyed;
+};
+
+const ComponentCase componentCases[] = {
+    {"access violation", FaultAccessViolation, Kind::Structured, 0xC0000005u, accessViolation, 0},
+    {"divide by zero", FaultDivideByZero, Kind::Structured, 0xC0000094u, divideByZero, 0},
+    {"stack overflow", FaultStackOverflow, Kind::Structured, 0xC00000FDu, stackOverflow, 0},
+    {"thrown text", FaultThrowText, Kind::Text, 0, textPrefix + FAULT_TEXT, 0},
+    {"thrown int", FaultThrowInt, Kind::Other, 0, otherRecord, 0},
+    {"thrown class", FaultThrowClass, Kind::Other, 0, otherRecord, 0},
+    {"caught inside", FaultCatchInside, Kind::None, 0, "", 1},
+    {"structured handler inside", FaultStructuredInside, Kind::None, 0, "", 0},
+    {"thrown past a sentinel", FaultThrowPastSentinel, Kind::Other, 0, otherRecord, 1},
+};
+
+struct ComponentParam {
+    const char* name;
+    const FaultComponent& (*get)();
+    unsigned thrownCode;  // exception code of the component's C++ throws
+};
+
+class ComponentFaults : public testing::TestWithParam<ComponentParam> {
+protected:
+    void SetUp() override
+    {
+        component = &GetParam().get();
+        if (!*component) GTEST_FAIL() << GetParam().name << " fault component did not load";
+    }
+
+    HRESULT run(int kind, int* out, BarrierFault& fault)
+    {
+        return guardedCall([&] { return component->fault_run(kind, out) == 0 ? S_OK : E_FAIL; },
+                           fault);
+    }
+
+    const FaultComponent* component = nullptr;
+};
+
+TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
+{
+    for (int round = 1; round <= 2; ++round) {
+        for (const auto& c : componentCases) {
+            SCOPED_TRACE(std::string(c.name) + ", round " + std::to_string(round));
+            const long sentinels = component->fault_sentinel_count();
+            int out = untouched;
+            BarrierFault fault;
+            const HRESULT hr = run(c.kind, &out, fault);
+
+            if (c.expected == Kind::None) {
+                EXPECT_EQ(hr, S_OK);
+                EXPECT_EQ(out, FAULT_RESULT);
+                EXPECT_FALSE(fault);
+            } else {
+                EXPECT_EQ(hr, E_UNEXPECTED);
+                EXPECT_EQ(out, untouched);
+                EXPECT_EQ(fault.kind, c.expected);
+                EXPECT_EQ(fault.code, c.hardwareCode ? c.hardwareCode : GetParam().thrownCode);
+            }
+            EXPECT_EQ(fault.recordText(), c.record);
+            EXPECT_EQ(component->fault_sentinel_count() - sentinels, c.sentinelsDestroyed);
+
+            int next = untouched;
+            BarrierFault nextFault;
+            EXPECT_EQ(run(FaultNone, &next, nextFault), S_OK);
+            EXPECT_EQ(next, FAULT_RESULT);
+            EXPECT_FALSE(nextFault);
+        }
+    }
+}
+
+TEST_P(ComponentFaults, StackOverflowTwiceOnAnotherThread)
+{
+    // An unprepared thread dies quietly on overflow, so count what it got through.
+    int rounds = 0;
+    std::thread worker([&] {
+        for (int i = 0; i < 2; ++i) {
+            int out = untouched;
+            BarrierFault fault;
+            EXPECT_EQ(run(FaultStackOverflow, &out, fault), E_UNEXPECTED);
+            EXPECT_EQ(fault.recordText(), stackOverflow);
+            EXPECT_EQ(run(FaultNone, &out, fault), S_OK);
+            EXPECT_EQ(out, FAULT_RESULT);
+            ++rounds;
+        }
+    });
+    worker.join();
+    EXPECT_EQ(rounds, 2);
+}
+
+// The COM-shaped object has the vtable of ICapeIdentification: called through the interface as a
+// proxy would, its faulting get_ComponentName leaves the caller's BSTR alone.
+TEST_P(ComponentFaults, IdentificationObjectFaultsInGetComponentName)
+{
+    void* raw = nullptr;
+    ASSERT_EQ(component->fault_create_identification(FaultAccessViolation, &raw), S_OK);
+    auto* object = static_cast<IUnknown*>(raw);
+    ICapeIdentification* identification = nullptr;
+    ASSERT_EQ(object->QueryInterface(IID_ICapeIdentification,
+                                     reinterpret_cast<void**>(&identification)),
+              S_OK);
+    object->Release();
+
+    BSTR callers = SysAllocString(L"caller's");
+    BSTR name = callers;
+    BarrierFault fault;
+    EXPECT_EQ(guardedCall([&] { return identification->get_ComponentName(&name); }, fault),
+              E_UNEXPECTED);
+    EXPECT_EQ(name, callers);
+    EXPECT_EQ(fault.recordText(), accessViolation);
+
+    component->fault_set_identification_mode(identification, FaultThrowText);
+    EXPECT_EQ(guardedCall([&] { return identification->get_ComponentName(&name); }, fault),
+              E_UNEXPECTED);
+    EXPECT_EQ(name, callers);
+    EXPECT_EQ(fault.recordText(), textPrefix + FAULT_TEXT);
+
+    component->fault_set_identification_mode(identification, FaultNone);
+    EXPECT_EQ(guardedCall([&] { return identification->get_ComponentName(&name); }, fault), S_OK);
+    ASSERT_NE(name, callers);
+    EXPECT_STREQ(name, L"Faulty component");
+    SysFreeString(name);
+    SysFreeString(callers);
+    EXPECT_EQ(identification->Release(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(, ComponentFaults,
+                         testing::Values(ComponentParam{"MSVC-ABI", &test::msvcFaults, msvcCppCode},
+                                         ComponentParam{"g++", &test::gccFaults, 0}),
+                         [](const auto& info) {
+                             return std::string(info.param.thrownCode ? "Msvc" : "Gcc");
+                         });
+
+// ---- Faults raised in this executable ---------------------------------------------------------
+
+struct LocalError {
+    int code;
+};
+
+volatile int neverReached = -1;
+// Read at run time, so that the compiler can't see the null pointer and drop the write.
+int* volatile nowhere = nullptr;
+
+__attribute__((noinline)) int recurse(volatile char* previous, int depth)
+{
+    volatile char frame[1024];
+    frame[0] = static_cast<char>(depth);
+    frame[1] = previous ? previous[0] : 0;
+    if (depth == neverReached) return 0;
+    return recurse(frame, depth + 1) + frame[1];
+}
+
+char mutableText[] = "thrown from a buffer";
+
+struct LocalCase {
+    const char* name;
+    HRESULT (*forward)(int* out);
+    Kind expected;
+    unsigned code;
+    std::string record;
+};
+
+HRESULT finish(int* out)
+{
+    *out = FAULT_RESULT;
+    return S_OK;
+}
+
+const LocalCase localCases[] = {
+    {"access violation",
+     [](int* out) {
+         *static_cast<volatile int*>(nowhere) = 1;
+         return finish(out);
+     },
+     Kind::Structured, 0xC0000005u, accessViolation},
+    {"divide by zero",
+     [](int* out) {
+         volatile int zero = 0;
+         *out = FAULT_RESULT / zero;
+         return S_OK;
+     },
+     Kind::Structured, 0xC0000094u, divideByZero},
+    {"stack overflow",
+     [](int* out) {
+         *out = recurse(nullptr, 0);
+         return S_OK;
+     },
+     Kind::Structured, 0xC00000FDu, stackOverflow},
+    {"illegal instruction",
+     [](int* out) {
+         __builtin_trap();
+         return finish(out);
+     },
+     Kind::Structured, 0xC000001Du, illegalInstruction},
+    {"code outside the table",
+     [](int* out) {
+         RaiseException(0xE0001234u, 0, 0, nullptr);
+         return finish(out);
+     },
+     Kind::Structured, 0xE0001234u, sehPrefix + "Unknown SEH exception"},
+    {"thrown literal", [](int*) -> HRESULT { throw "thrown by the executable"; }, Kind::Text, 0,
+     textPrefix + "thrown by the executable"},
+    {"thrown char buffer", [](int*) -> HRESULT { throw static_cast<char*>(mutableText); },
+     Kind::Text, 0, textPrefix + "thrown from a buffer"},
+    {"thrown null text", [](int*) -> HRESULT { throw static_cast<const char*>(nullptr); },
+     Kind::Other, 0, otherRecord},
+    {"thrown int", [](int*) -> HRESULT { throw 42; }, Kind::Other, 0, otherRecord},
+    {"thrown std::exception", [](int*) -> HRESULT { throw std::runtime_error("not used"); },
+     Kind::Other, 0, otherRecord},
+    {"thrown class", [](int*) -> HRESULT { throw LocalError{3}; }, Kind::Other, 0, otherRecord},
+    {"caught inside",
+     [](int* out) {
+         try {
+             throw LocalError{3};
+         } catch (const LocalError&) {
+         }
+         return finish(out);
+     },
+     Kind::None, 0, ""},
+    {"structured handler inside",
+     [](int* out) {
+         return IsBadReadPtr(reinterpret_cast<const void*>(16), sizeof(int)) ? finish(out)
+                                                                              : E_FAIL;
+     },
+     Kind::None, 0, ""},
+};
+
+TEST(Barrier, FaultsOfTheExecutableItself)
+{
+    for (int round = 1; round <= 2; ++round) {
+        for (const auto& c : localCases) {
+            SCOPED_TRACE(std::string(c.name) + ", round " + std::to_string(round));
+            int out = untouched;
+            BarrierFault fault;
+            const HRESULT hr = guardedCall([&] { return c.forward(&out); }, fault);
+            EXPECT_EQ(fault.kind, c.expected);
+            EXPECT_EQ(fault.recordText(), c.record);
+            if (c.expected == Kind::None) {
+                EXPECT_EQ(hr, S_OK);
+                EXPECT_EQ(out, FAULT_RESULT);
+            } else {
+                EXPECT_EQ(hr, E_UNEXPECTED);
+                EXPECT_EQ(fault.code, c.code);
+                EXPECT_EQ(out, untouched);
+            }
+            int next = untouched;
+            EXPECT_EQ(guardedCall([&] { return finish(&next); }, fault), S_OK);
+            EXPECT_FALSE(fault);
+            EXPECT_EQ(next, FAULT_RESULT);
+        }
+    }
+}
+
+TEST(Barrier, ForwardsTheResultAndLeavesAReusedFaultEmpty)
+{
+    BarrierFault fault;
+    fault.kind = Kind::Other;
+    fault.text = "left over";
+    EXPECT_EQ(guardedCall([] { return static_cast<HRESULT>(0x80040501); }, fault),
+              static_cast<HRESULT>(0x80040501));
+    EXPECT_FALSE(fault);
+    EXPECT_EQ(fault.text, "");
+    EXPECT_EQ(fault.recordText(), "");
+}
+
+TEST(Barrier, InnerBarrierCatchesAndTheOuterCallCompletes)
+{
+    BarrierFault outer, inner;
+    HRESULT innerResult = S_OK;
+    const HRESULT hr = guardedCall(
+        [&] {
+            innerResult = guardedCall(
+                [] {
+                    *static_cast<volatile int*>(nowhere) = 1;
+                    return S_OK;
+                },
+                inner);
+            return S_FALSE;
+        },
+        outer);
+    EXPECT_EQ(hr, S_FALSE);
+    EXPECT_FALSE(outer);
+    EXPECT_EQ(innerResult, E_UNEXPECTED);
+    EXPECT_EQ(inner.recordText(), accessViolation);
+}
+
+TEST(SEException, CarriesTheTextOfItsCodeAndCopiesIt)
+{
+    const SE_Exception original(0xC00000FDu);
+    const SE_Exception copy = original;
+    EXPECT_EQ(copy.code(), 0xC00000FDu);
+    EXPECT_EQ(sehPrefix + copy.text(), stackOverflow);
+    EXPECT_EQ(SE_Exception(0xC0000094u).text(), divideByZero.substr(sehPrefix.size()));
+    EXPECT_EQ(SE_Exception(0).text(), "Unknown SEH exception");
+    EXPECT_EQ(SE_Exception(0xC00000FEu).text(), "Unknown SEH exception");
+
+    try {
+        translateSeException(0xC0000005u, nullptr);
+        ADD_FAILURE() << "the translator returned";
+    } catch (SE_Exception e) {
+        EXPECT_EQ(sehPrefix + e.text(), accessViolation);
+    }
+}
+
+// ---- Thrown-text recovery from MSVC exception records -----------------------------------------
+// Hand-made records of exceptions of the MSVC runtime, pointing into this executable's image, test
+// how far the barrier trusts them.
+
+struct FakeThrow {
+    struct {
+        const void* vtable;
+        void* spare;
+        char name[16];
+    } descriptor;
+    struct {
+        std::uint32_t properties;
+        std::int32_t type;
+        std::int32_t displacement[3];
+        std::int32_t size;
+        std::int32_t copy;
+    } catchable;
+    struct {
+        std::int32_t count;
+        std::int32_t types[1];
+    } array;
+    struct {
+        std::uint32_t attributes;
+        std::int32_t unwind;
+        std::int32_t forwardCompat;
+        std::int32_t catchableTypes;
+    } info;
+};
+
+FakeThrow fakeThrow;  // static storage, so inside the image
+const char* fakeObject = "fake text";
+const char* nullObject = nullptr;
+
+std::int32_t rva(const void* p)
+{
+    return static_cast<std::int32_t>(reinterpret_cast<const char*>(p) -
+                                     reinterpret_cast<const char*>(&__ImageBase));
+}
+
+struct RaisedRecord {
+    DWORD count = 4;
+    ULONG_PTR args[4] = {};
+};
+
+RaisedRecord prepareFake(const char* typeName)
+{
+    fakeThrow = FakeThrow{};
+    std::snprintf(fakeThrow.descriptor.name, sizeof fakeThrow.descriptor.name, "%s", typeName);
+    fakeThrow.catchable.type = rva(&fakeThrow.descriptor);
+    fakeThrow.array.count = 1;
+    fakeThrow.array.types[0] = rva(&fakeThrow.catchable);
+    fakeThrow.info.catchableTypes = rva(&fakeThrow.array);
+    RaisedRecord r;
+    r.args[0] = 0x19930520;
+    r.args[1] = reinterpret_cast<ULONG_PTR>(&fakeObject);
+    r.args[2] = reinterpret_cast<ULONG_PTR>(&fakeThrow.info);
+    r.args[3] = reinterpret_cast<ULONG_PTR>(&__ImageBase);
+    return r;
+}
+
+// A text that runs into an inaccessible page without a terminator.
+const char* unterminatedText()
+{
+    static char* text = [] {
+        SYSTEM_INFO si;
+        GetSystemInfo(&si);
+        auto* pages = static_cast<char*>(
+            VirtualAlloc(nullptr, 2 * si.dwPageSize, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+        DWORD old;
+        VirtualProtect(pages + si.dwPageSize, si.dwPageSize, PAGE_NOACCESS, &old);
+        std::fill(pages, pages + si.dwPageSize, 'x');
+        return pages + si.dwPageSize - 100;
+    }();
+    return text;
+}
+
+struct MsvcRecordCase {
+    const char* name;
+    const char* typeName;
+    void (*tweak)(RaisedRecord&);
+    Kind expected;
+    std::string record;
+};
+
+const MsvcRecordCase msvcRecordCases[] = {
+    {"x64 char*", ".PEAD", nullptr, Kind::Text, textPrefix + "fake text"},
+    {"x64 const char*", ".PEBD", nullptr, Kind::Text, textPrefix + "fake text"},
+    {"x86 char*", ".PAD", nullptr, Kind::Text, textPrefix + "fake text"},
+    {"x86 const char*", ".PBD", nullptr, Kind::Text, textPrefix + "fake text"},
+    {"later magic number", ".PEAD", [](RaisedRecord& r) { r.args[0] = 0x19930522; }, Kind::Text,
+     textPrefix + "fake text"},
+    {"int", ".H", nullptr, Kind::Other, otherRecord},
+    {"wide string", ".PEA_W", nullptr, Kind::Other, otherRecord},
+    {"name with a string prefix", ".PEADX", nullptr, Kind::Other, otherRecord},
+    {"null text", ".PEAD",
+     [](RaisedRecord& r) { r.args[1] = reinterpret_cast<ULONG_PTR>(&nullObject); }, Kind::Other,
+     otherRecord},
+    {"unreadable object", ".PEAD", [](RaisedRecord& r) { r.args[1] = 16; }, Kind::Other,
+     otherRecord},
+    {"text without terminator", ".PEAD",
+     [](RaisedRecord& r) {
+         static const char* object;
+         object = unterminatedText();
+         r.args[1] = reinterpret_cast<ULONG_PTR>(&object);
+     },
+     Kind::Other, otherRecord},
+    {"unreadable throw info", ".PEAD", [](RaisedRecord& r) { r.args[2] = 16; }, Kind::Other,
+     otherRecord},
+    {"no image", ".PEAD", [](RaisedRecord& r) { r.args[3] = 0; }, Kind::Other, otherRecord},
+    {"image base that is no image", ".PEAD",
+     [](RaisedRecord& r) { r.args[3] = reinterpret_cast<ULONG_PTR>(&fakeThrow); }, Kind::Other,
+     otherRecord},
+    {"catchable types outside the image", ".PEAD",
+     [](RaisedRecord&) { fakeThrow.info.catchableTypes = 0x7FFFFF00; }, Kind::Other, otherRecord},
+    {"negative type address", ".PEAD", [](RaisedRecord&) { fakeThrow.catchable.type = -64; },
+     Kind::Other, otherRecord},
+    {"no catchable type", ".PEAD", [](RaisedRecord&) { fakeThrow.array.count = 0; }, Kind::Other,
+     otherRecord},
+    {"too few parameters", ".PEAD", [](RaisedRecord& r) { r.count = 3; }, Kind::Other,
+     otherRecord},
+    {"unknown magic number", ".PEAD", [](RaisedRecord& r) { r.args[0] = 1; }, Kind::Other,
+     otherRecord},
+};
+
+TEST(Barrier, ThrownTextOfMsvcRecordsIsReadOnlyWhenEverythingChecksOut)
+{
+    for (const auto& c : msvcRecordCases) {
+        SCOPED_TRACE(c.name);
+        RaisedRecord r = prepareFake(c.typeName);
+        if (c.tweak) c.tweak(r);
+        BarrierFault fault;
+        const HRESULT hr = guardedCall(
+            [&] {
+                RaiseException(msvcCppCode, EXCEPTION_NONCONTINUABLE, r.count, r.args);
+                return S_OK;
+            },
+            fault);
+        EXPECT_EQ(hr, E_UNEXPECTED);
+        EXPECT_EQ(fault.code, msvcCppCode);
+        EXPECT_EQ(fault.kind, c.expected);
+        EXPECT_EQ(fault.recordText(), c.record);
+    }
+}
+
+TEST(Barrier, AVeryLongThrownTextIsCut)
+{
+    static std::string longText;
+    longText.assign(100000, 'y');
+    RaisedRecord r = prepareFake(".PEAD");
+    static const char* object;
+    object = longText.c_str();
+    r.args[1] = reinterpret_cast<ULONG_PTR>(&object);
+    BarrierFault fault;
+    guardedCall(
+        [&] {
+            RaiseException(msvcCppCode, 0, r.count, r.args);
+            return S_OK;
+        },
+        fault);
+    EXPECT_EQ(fault.kind, Kind::Text);
+    EXPECT_EQ(fault.text, std::string(64 * 1024, 'y'));
+}
+
+// ---- Outside the guarded region ---------------------------------------------------------------
+
+// A fault after a guarded call has returned takes its normal course: the process dies. Run in a
+// child process (proxy_tests --fault-outside-barrier, see main.cpp).
+TEST(Barrier, FaultOutsideTheGuardedCallEndsTheProcess)
+{
+    char exe[MAX_PATH];
+    GetModuleFileNameA(nullptr, exe, MAX_PATH);
+    std::string command = std::string("\"") + exe + "\" --fault-outside-barrier";
+    STARTUPINFOA si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    ASSERT_TRUE(CreateProcessA(exe, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                               &si, &pi));
+    const DWORD waited = WaitForSingleObject(pi.hProcess, 60000);
+    if (waited != WAIT_OBJECT_0) TerminateProcess(pi.hProcess, 1);
+    DWORD exitCode = 0;
+    GetExitCodeProcess(pi.hProcess, &exitCode);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    ASSERT_EQ(waited, WAIT_OBJECT_0);
+    EXPECT_EQ(exitCode, 0xC0000005u);
+}
+
+} // namespace
+
+namespace test {
+
+int faultOutsideBarrier()
+{
+    SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
+    BarrierFault fault;
+    guardedCall(
+        [] {
+            *static_cast<volatile int*>(nowhere) = 1;
+            return S_OK;
+        },
+        fault);
+    if (fault.code != 0xC0000005u) return 2;  // the guarded fault was not caught
+    *static_cast<volatile int*>(nowhere) = 1;
+    return 0;
+}
+
+} // namespace test
+} // namespace tarv

@@ -1,0 +1,23 @@
+#include <windows.h>
+#include <ole2.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace tarv::test {
+int faultOutsideBarrier();  // barrier_test.cpp
+}
+
+int main(int argc, char** argv)
+{
+    // Child mode of a barrier test: faults outside any guarded call and is expected to die.
+    if (argc > 1 && std::strcmp(argv[1], "--fault-outside-barrier") == 0)
+        return tarv::test::faultOutsideBarrier();
+
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    testing::InitGoogleTest(&argc, argv);
+    int rc = RUN_ALL_TESTS();
+    CoUninitialize();
+    return rc;
+}
