@@ -236,7 +236,7 @@ struct FrameState {
     void* forward = nullptr;
     BarrierFault::Kind kind = BarrierFault::Kind::None;
     unsigned code = 0;
-    EXCEPTION_RECORD record{};  // copy of what the handler saw, for the translator
+    EXCEPTION_RECORD record;  // copy of what the handler saw, for the translator; set with kind
     std::string text;
 };
 
@@ -286,12 +286,12 @@ HRESULT callForward(void* p)
 }
 
 // Stack overflows are survivable only if the thread keeps a reserve for their handling and has
-// its guard page armed, once per thread.
+// its guard page armed, once per thread. The flag is a system TLS slot: a fast test on every call.
 void prepareThread() noexcept
 {
-    static thread_local bool prepared = false;
-    if (prepared) return;
-    prepared = true;
+    static const DWORD preparedSlot = TlsAlloc();
+    if (TlsGetValue(preparedSlot)) return;
+    TlsSetValue(preparedSlot, reinterpret_cast<void*>(1));
     ULONG reserve = overflowReserve;
     SetThreadStackGuarantee(&reserve);
     _resetstkoflw();
