@@ -74,11 +74,9 @@ char* formatDouble(char* out, double value)
     const uint64_t mantissa = bits & ((uint64_t{1} << 52) - 1);
 
     if (biased == 0x7FF) {
-        if (negative) *out++ = '-';
-        if (mantissa == 0) return copyText(out, "1.#INF");
-        if (mantissa & (uint64_t{1} << 51))
-            return copyText(out, negative && mantissa == (uint64_t{1} << 51) ? "1.#IND" : "1.#QNAN");
-        return copyText(out, "1.#SNAN");
+        if (mantissa == 0) return copyText(out, negative ? "-1.#INF" : "1.#INF");
+        // The log itself writes N/A for NaN; these texts only complete the function.
+        return copyText(out, negative ? "-1.#IND" : "1.#QNAN");
     }
     if (biased == 0) {
         if (mantissa == 0) return copyText(out, negative ? "-0" : "0");

@@ -1,8 +1,8 @@
 #pragma once
 // Number and address texts of the log, as Windows programs print them through msvcrt's printf:
 // "%lg" with at least three exponent digits (1.23457e+006), exact ties at the sixth significant
-// digit rounded away from zero, infinities as 1.#INF and -1.#INF, "%p" as 16 upper-case
-// hexadecimal digits. mingw's own printf family, which libstdc++ switches on, prints otherwise.
+// digit rounded away from zero, infinities as 1.#INF and -1.#INF (NaN as 1.#QNAN, or -1.#IND with
+// the sign bit set), "%p" as 16 upper-case hexadecimal digits. mingw's own printf family, which libstdc++ switches on, prints otherwise.
 //
 // Each function writes at most the stated number of bytes at `out`, no terminating NUL, and
 // returns the end of what it wrote.

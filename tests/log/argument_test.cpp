@@ -1,0 +1,274 @@
+// Scalar, string, interface and enumeration arguments, each as the lines it leaves in the file.
+#include "log_fixture.h"
+
+#include "com/bstr.h"
+#include "kit/kit.h"
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+
+using logtest::crlf;
+using logtest::recordsOf;
+using tarv::Bstr;
+using tarv::CallLog;
+
+namespace {
+
+struct ArgCase {
+    const char* what;
+    std::function<void(CallLog&)> write;
+    std::string expected;   // LF line ends
+};
+
+void expectRecords(const std::vector<ArgCase>& cases)
+{
+    for (const ArgCase& c : cases) EXPECT_EQ(recordsOf(c.write), crlf(c.expected)) << c.what;
+}
+
+// A pointer as Windows' own printf writes "%p".
+std::string msvcrtPointer(const void* p)
+{
+    char text[64];
+    logtest::msvcrtSprintf()(text, "%p", p);
+    return text;
+}
+
+// A BSTR whose stored length runs past an embedded NUL.
+Bstr withEmbeddedNul(const wchar_t* before, const wchar_t* after)
+{
+    std::wstring s = std::wstring(before) + L'\0' + after;
+    return Bstr(std::wstring_view(s));
+}
+
+constexpr double capeDoubleEmpty = -1.7976931348623157e308;
+
+} // namespace
+
+TEST(ArgumentRecords, NumbersAndTruthValues)
+{
+    double quietNaN = std::numeric_limits<double>::quiet_NaN();
+    double payloadNaN;
+    uint64_t bits = 0xFFF0000000000123ull;
+    std::memcpy(&payloadNaN, &bits, sizeof bits);
+    expectRecords({
+        {"short, direction fixed out", [](CallLog& l) { l.argShort("count", 1, -32768); },
+         "<arg name=\"count\" direc=\"out\" type=\"short\">\n <argval value=\"-32768\"/>\n</arg>\n"},
+        {"BOOL, direction fixed in", [](CallLog& l) { l.argBool("flag", 0, 0); },
+         "<arg name=\"flag\" direc=\"in\" type=\"BOOL\">\n <argval value=\"FALSE\"/>\n</arg>\n"},
+        {"BOOL non-zero", [](CallLog& l) { l.argBool("flag", 0, 2); },
+         "<arg name=\"flag\" direc=\"in\" type=\"BOOL\">\n <argval value=\"TRUE\"/>\n</arg>\n"},
+        {"long in", [](CallLog& l) { l.argLong("n", 1, -2147483647 - 1); },
+         "<arg name=\"n\" direc=\"in\" type=\"long\">\n <argval value=\"-2147483648\"/>\n</arg>\n"},
+        {"long out", [](CallLog& l) { l.argLong("n", 0, 42); },
+         "<arg name=\"n\" direc=\"out\" type=\"long\">\n <argval value=\"42\"/>\n</arg>\n"},
+        {"VARIANT_BOOL true", [](CallLog& l) { l.argVariantBool("b", 1, VARIANT_TRUE); },
+         "<arg name=\"b\" direc=\"in\" type=\"VARIANT_BOOL\">\n <argval value=\"VARIANT_TRUE\"/>\n</arg>\n"},
+        {"VARIANT_BOOL false", [](CallLog& l) { l.argVariantBool("b", 0, VARIANT_FALSE); },
+         "<arg name=\"b\" direc=\"out\" type=\"VARIANT_BOOL\">\n <argval value=\"VARIANT_FALSE\"/>\n</arg>\n"},
+        {"VARIANT_BOOL 1 at twice the depth",
+         [](CallLog& l) {
+             l.beginFunc(1, "ICapeParameter::put_value", "P");
+             l.argVariantBool("b", 1, 1);
+             l.endFunc(S_OK, nullptr);
+         },
+         "<func name=\"ICapeParameter::put_value\" direc=\"in\" object=\"P\">\n"
+         " <arg name=\"b\" direc=\"in\" type=\"VARIANT_BOOL\">\n"
+         "  <argval value=\"VARIANT_TRUE\"/>\n"
+         "    <error value=\"A value other than VARIANT_TRUE is used\"/>\n"
+         " </arg>\n"
+         "</func>\n"},
+        {"double general format", [](CallLog& l) { l.argDouble("T", 1, 101325.0); },
+         "<arg name=\"T\" direc=\"in\" type=\"double\">\n <argval value=\"101325\"/>\n</arg>\n"},
+        {"double three exponent digits", [](CallLog& l) { l.argDouble("T", 0, 1234567.0); },
+         "<arg name=\"T\" direc=\"out\" type=\"double\">\n <argval value=\"1.23457e+006\"/>\n</arg>\n"},
+        {"double small", [](CallLog& l) { l.argDouble("x", 0, 1e-5); },
+         "<arg name=\"x\" direc=\"out\" type=\"double\">\n <argval value=\"1e-005\"/>\n</arg>\n"},
+        {"double NaN", [=](CallLog& l) { l.argDouble("x", 1, quietNaN); },
+         "<arg name=\"x\" direc=\"in\" type=\"double\">\n <argval value=\"N/A\"/>\n</arg>\n"},
+        {"double NaN with payload", [=](CallLog& l) { l.argDouble("x", 1, payloadNaN); },
+         "<arg name=\"x\" direc=\"in\" type=\"double\">\n <argval value=\"N/A\"/>\n</arg>\n"},
+        {"double old empty value", [](CallLog& l) { l.argDouble("x", 1, capeDoubleEmpty); },
+         "<arg name=\"x\" direc=\"in\" type=\"double\">\n <argval value=\"N/A\"/>\n"
+         " <warning value=\"Old value for CapeDoubleEmpty used; should be NaN\"/>\n</arg>\n"},
+        {"double next to the old empty value", [](CallLog& l) { l.argDouble("x", 1, -1.7976931348623155e308); },
+         "<arg name=\"x\" direc=\"in\" type=\"double\">\n <argval value=\"-1.79769e+308\"/>\n</arg>\n"},
+        {"double negative infinity", [](CallLog& l) { l.argDouble("x", 1, -std::numeric_limits<double>::infinity()); },
+         "<arg name=\"x\" direc=\"in\" type=\"double\">\n <argval value=\"-1.#INF\"/>\n</arg>\n"},
+        {"argument name escaped", [](CallLog& l) { l.argLong("a<b>\x01", 1, 0); },
+         "<arg name=\"a&lt;b&gt;\" direc=\"in\" type=\"long\">\n <argval value=\"0\"/>\n</arg>\n"},
+    });
+}
+
+TEST(ArgumentRecords, Strings)
+{
+    expectRecords({
+        {"plain", [](CallLog& l) { l.argString("s", 1, Bstr(L"abc").get()); },
+         "<arg name=\"s\" direc=\"in\" type=\"string\">\n <argval value=\"&quot;abc&quot;\"/>\n</arg>\n"},
+        {"null", [](CallLog& l) { l.argString("s", 0, nullptr); },
+         "<arg name=\"s\" direc=\"out\" type=\"string\">\n <argval value=\"&lt;NULL&gt;\"/>\n</arg>\n"},
+        {"empty", [](CallLog& l) { l.argString("s", 1, Bstr(L"").get()); },
+         "<arg name=\"s\" direc=\"in\" type=\"string\">\n <argval value=\"&quot;&quot;\"/>\n</arg>\n"},
+        {"embedded NUL: up to it, then the error at the arg's depth",
+         [](CallLog& l) { l.argString("s", 1, withEmbeddedNul(L"ab", L"cd").get()); },
+         "<arg name=\"s\" direc=\"in\" type=\"string\">\n <argval value=\"&quot;ab&quot;\"/>\n"
+         "<error value=\"Not a valid BSTR value\"/>\n</arg>\n"},
+        {"non-ASCII and malformed: warning first, then the error",
+         [](CallLog& l) {
+             l.beginFunc(1, "F", "O");
+             l.argString("s", 1, withEmbeddedNul(L"\u00e91", L"x").get());
+             l.endFunc(S_OK, nullptr);
+         },
+         "<func name=\"F\" direc=\"in\" object=\"O\">\n"
+         " <arg name=\"s\" direc=\"in\" type=\"string\">\n"
+         "  <argval value=\"&quot;1&quot;\"/>\n"
+         "<warning value=\"One or more non-printable characters suppressed in above string value (these cannot be stored in XML)\"/>\n"
+         " <error value=\"Not a valid BSTR value\"/>\n"
+         " </arg>\n"
+         "</func>\n"},
+        {"line feed dropped", [](CallLog& l) { l.argString("s", 1, Bstr(L"a\nb").get()); },
+         "<arg name=\"s\" direc=\"in\" type=\"string\">\n <argval value=\"&quot;ab&quot;\"/>\n"
+         "<warning value=\"One or more non-printable characters suppressed in above string value (these cannot be stored in XML)\"/>\n"
+         "</arg>\n"},
+    });
+}
+
+TEST(ArgumentRecords, InterfacePointers)
+{
+    auto named = kit::Object::create<ICapeIdentification, ICapeThermoMaterial>(L"Stream \"1\"");
+    auto unnamed = kit::Object::create<ICapeIdentification>(L"");
+    auto strange = kit::Object::create<ICapeIdentification>(L"Feed\u00e9");
+    auto anonymous = kit::Object::create<ICapeThermoMaterial>();
+    auto refusing = kit::Object::create<ICapeIdentification>(L"never shown");
+    refusing->fail(&ICapeIdentification::get_ComponentName, E_FAIL);
+
+    IUnknown* namedPtr = named->ptr<ICapeThermoMaterial>();
+    IUnknown* unnamedPtr = unnamed->ptr<ICapeIdentification>();
+    IUnknown* strangePtr = strange->ptr<ICapeIdentification>();
+    IUnknown* anonymousPtr = anonymous->ptr<ICapeThermoMaterial>();
+    IUnknown* refusingPtr = refusing->ptr<ICapeIdentification>();
+
+    expectRecords({
+        {"plain form", [&](CallLog& l) { l.argInterfacePointer("p", 0, namedPtr); },
+         "<arg name=\"p\" direc=\"in\" type=\"interface\">\n <argval value=\"interface pointer 0x" +
+             msvcrtPointer(namedPtr) + "\"/>\n</arg>\n"},
+        {"plain form null", [](CallLog& l) { l.argInterfacePointer("p", 0, nullptr); },
+         "<arg name=\"p\" direc=\"in\" type=\"interface\">\n <argval value=\"NULL\"/>\n</arg>\n"},
+        {"named object", [&](CallLog& l) { l.argInterface("material", 0, namedPtr); },
+         "<arg name=\"material\" direc=\"out\" type=\"interface\">\n"
+         " <argval value=\"interface to object &quot;Stream &quot;1&quot;&quot; (address 0x" +
+             msvcrtPointer(namedPtr) + ")\"/>\n</arg>\n"},
+        {"empty name", [&](CallLog& l) { l.argInterface("o", 1, unnamedPtr); },
+         "<arg name=\"o\" direc=\"in\" type=\"interface\">\n <argval value=\"interface (address 0x" +
+             msvcrtPointer(unnamedPtr) + ")\"/>\n</arg>\n"},
+        {"no identification", [&](CallLog& l) { l.argInterface("o", 1, anonymousPtr); },
+         "<arg name=\"o\" direc=\"in\" type=\"interface\">\n <argval value=\"interface (address 0x" +
+             msvcrtPointer(anonymousPtr) + ")\"/>\n</arg>\n"},
+        {"name getter fails", [&](CallLog& l) { l.argInterface("o", 1, refusingPtr); },
+         "<arg name=\"o\" direc=\"in\" type=\"interface\">\n <argval value=\"interface (address 0x" +
+             msvcrtPointer(refusingPtr) + ")\"/>\n</arg>\n"},
+        {"name with a dropped character", [&](CallLog& l) { l.argInterface("o", 1, strangePtr); },
+         "<arg name=\"o\" direc=\"in\" type=\"interface\">\n <argval value=\"interface to object &quot;Feed&quot; (address 0x" +
+             msvcrtPointer(strangePtr) + ")\"/>\n"
+             "<warning value=\"One or more non-printable characters suppressed in above object name (these cannot be stored in XML)\"/>\n"
+             "</arg>\n"},
+        {"null", [](CallLog& l) { l.argInterface("o", 0, nullptr); },
+         "<arg name=\"o\" direc=\"out\" type=\"interface\">\n <argval value=\"NULL\"/>\n</arg>\n"},
+    });
+}
+
+TEST(ArgumentRecords, InterfaceNameQueriesAreNotLogged)
+{
+    // An object that logs into the same log while asked for its name (as a proxy of this log
+    // would) leaves nothing, and the log is attached again afterwards.
+    auto object = kit::Object::create<ICapeIdentification>(L"Proxy");
+    CallLog* target = nullptr;
+    object->on(&ICapeIdentification::get_ComponentName, [&](BSTR* name) {
+        target->beginFunc(1, "ICapeIdentification::get_ComponentName", "Proxy");
+        target->endFunc(S_OK, nullptr);
+        *name = SysAllocString(L"Proxy");
+        return S_OK;
+    });
+    IUnknown* p = object->ptr<ICapeIdentification>();
+    std::string records = recordsOf([&](CallLog& l) {
+        target = &l;
+        l.argInterface("o", 1, p);
+        EXPECT_TRUE(l.isOpen());
+    });
+    EXPECT_EQ(records, crlf("<arg name=\"o\" direc=\"in\" type=\"interface\">\n"
+                            " <argval value=\"interface to object &quot;Proxy&quot; (address 0x" +
+                            msvcrtPointer(p) + ")\"/>\n</arg>\n"));
+    EXPECT_EQ(object->callCount("ICapeIdentification::get_ComponentName"), 1u);
+}
+
+TEST(ArgumentRecords, Enumerations)
+{
+    auto valid = [](const char* type, const char* direc, const char* value) {
+        return std::string("<arg name=\"e\" direc=\"") + direc + "\" type=\"" + type + "\">\n <argval value=\"" +
+               value + "\"/>\n</arg>\n";
+    };
+    // The error comes after the argval's indentation, indented again; the argval starts in the
+    // first column.
+    auto invalid = [](const char* type, const char* direc, const char* value) {
+        return std::string("<arg name=\"e\" direc=\"") + direc + "\" type=\"" + type + "\">\n  <error value=\"Invalid value for " +
+               type + "\"/>\n<argval value=\"" + value + "\"/>\n</arg>\n";
+    };
+    expectRecords({
+        {"validation status", [](CallLog& l) { l.argValidationStatus("e", 1, CAPE_VALID); },
+         valid("CapeValidationStatus", "out", "CAPE_VALID")},
+        {"validation status invalid", [](CallLog& l) { l.argValidationStatus("e", 1, static_cast<CapeValidationStatus>(3)); },
+         invalid("CapeValidationStatus", "out", "3X")},
+        {"port type", [](CallLog& l) { l.argPortType("e", 1, CAPE_ANY); }, valid("CapePortType", "out", "CAPE_ANY")},
+        {"port type invalid", [](CallLog& l) { l.argPortType("e", 1, static_cast<CapePortType>(7)); },
+         invalid("CapePortType", "out", "7X")},
+        {"reaction type", [](CallLog& l) { l.argReactionType("e", 1, CAPE_KINETIC); },
+         valid("CapeReactionType", "out", "CAPE_KINETIC")},
+        {"reaction type invalid", [](CallLog& l) { l.argReactionType("e", 1, static_cast<CapeReactionType>(255)); },
+         invalid("CapeReactionType", "out", "ffX")},
+        {"rate basis", [](CallLog& l) { l.argReactionRateBasis("e", 1, CAPE_HOMOGENEOUS); },
+         valid("CapeReactionRateBasis", "out", "CAPE_HOMOGENEOUS")},
+        {"rate basis invalid", [](CallLog& l) { l.argReactionRateBasis("e", 1, static_cast<CapeReactionRateBasis>(-1)); },
+         invalid("CapeReactionRateBasis", "out", "ffffffffX")},
+        {"port direction in", [](CallLog& l) { l.argPortDirection("e", 1, CAPE_INLET_OUTLET); },
+         valid("CapePortDirection", "in", "CAPE_INLET_OUTLET")},
+        {"port direction invalid", [](CallLog& l) { l.argPortDirection("e", 0, static_cast<CapePortDirection>(3)); },
+         invalid("CapePortDirection", "out", "3X")},
+        {"param mode", [](CallLog& l) { l.argParamMode("e", 0, CAPE_OUTPUT); }, valid("CapeParamMode", "out", "CAPE_OUTPUT")},
+        {"param mode invalid", [](CallLog& l) { l.argParamMode("e", 1, static_cast<CapeParamMode>(5)); },
+         invalid("CapeParamMode", "in", "5X")},
+        {"param type", [](CallLog& l) { l.argParamType("e", 1, CAPE_ARRAY); }, valid("CapeParamType", "out", "CAPE_ARRAY")},
+        {"param type first", [](CallLog& l) { l.argParamType("e", 1, CAPE_REAL); }, valid("CapeParamType", "out", "CAPE_REAL")},
+        {"param type invalid", [](CallLog& l) { l.argParamType("e", 1, static_cast<CapeParamType>(0x1A)); },
+         invalid("CapeParamType", "out", "1aX")},
+    });
+}
+
+TEST(ArgumentRecords, InvalidEnumerationInsideAFunc)
+{
+    EXPECT_EQ(recordsOf([](CallLog& l) {
+                  l.beginFunc(0, "ICapeUnitPort::get_direction", "Port");
+                  l.argPortDirection("direction", 0, static_cast<CapePortDirection>(9));
+                  l.endFunc(S_OK, nullptr);
+              }),
+              crlf("<func name=\"ICapeUnitPort::get_direction\" direc=\"out\" object=\"Port\">\n"
+                   " <arg name=\"direction\" direc=\"out\" type=\"CapePortDirection\">\n"
+                   "    <error value=\"Invalid value for CapePortDirection\"/>\n"
+                   "<argval value=\"9X\"/>\n"
+                   " </arg>\n"
+                   "</func>\n"));
+}
+
+TEST(ArgumentRecords, CalculationFlags)
+{
+    auto flags = [](const char* value) {
+        return std::string("<arg name=\"fFlags\" direc=\"in\" type=\"int\">\n <argval value=\"") + value + "\"/>\n</arg>\n";
+    };
+    struct {
+        int bits;
+        const char* value;
+    } cases[] = {{0, "CAPE_NO_CALCULATION"}, {1, "|"}, {3, "|"}, {8, "|"}, {15, "|"}, {16, ""}, {17, "|"}, {-16, ""}};
+    for (auto c : cases)
+        EXPECT_EQ(recordsOf([&](CallLog& l) { l.argCalculationFlags("fFlags", 0, c.bits); }), crlf(flags(c.value)))
+            << c.bits;
+}

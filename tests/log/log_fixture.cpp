@@ -1,0 +1,127 @@
+#include "log_fixture.h"
+
+#include "log/clock.h"
+
+#include <share.h>
+
+#include <atomic>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+namespace logtest {
+
+void fixedTime(SYSTEMTIME* out)
+{
+    *out = SYSTEMTIME{};
+    out->wYear = 2026;
+    out->wMonth = 11;
+    out->wDayOfWeek = 6;
+    out->wDay = 14;
+    out->wHour = 15;
+    out->wMinute = 17;
+    out->wSecond = 42;
+}
+
+std::string crlf(std::string_view text)
+{
+    std::string out;
+    out.reserve(text.size() + text.size() / 16);
+    for (char c : text) {
+        if (c == '\n') out += '\r';
+        out += c;
+    }
+    return out;
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+std::string tempPath(const char* stem)
+{
+    static std::atomic<int> serial{0};
+    char dir[MAX_PATH];
+    GetTempPathA(MAX_PATH, dir);
+    return std::string(dir) + stem + "-" + std::to_string(GetCurrentProcessId()) + "-" +
+           std::to_string(serial++) + ".tlg";
+}
+
+std::FILE* openStream(const std::string& path)
+{
+    return _fsopen(path.c_str(), "w", _SH_DENYWR);
+}
+
+Sprintf msvcrtSprintf()
+{
+    static Sprintf f = reinterpret_cast<Sprintf>(
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryA("msvcrt.dll"), "sprintf")));
+    return f;
+}
+
+std::string openingLines()
+{
+    char month[80] = "";
+    GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SMONTHNAME11, month, sizeof month);
+    return crlf(std::string("<?xml version=\"1.0\" standalone=\"yes\"?>\n"
+                            "<tarvlogdocument>\n"
+                            "<info value=\"TARV Logging started at ") +
+                month +
+                " 14, 2026, 15:17\"/>\n"
+                "<info value=\"Creating Stream 1\"/>\n"
+                "<info value=\"Object type: CAPE-OPEN version 1.1 Physical Property Package\"/>\n");
+}
+
+void LogFile::SetUp()
+{
+    tarv::setLocalTimeSource(fixedTime);
+    path_ = tempPath("log");
+    std::FILE* stream = openStream(path_);
+    ASSERT_NE(stream, nullptr);
+    log_ = tarv::CallLog::open(stream, "Stream 1", "CAPE-OPEN version 1.1 Physical Property Package",
+                               path_.c_str());
+}
+
+void LogFile::TearDown()
+{
+    if (log_) log_->destroy();
+    tarv::setLocalTimeSource(nullptr);
+    DeleteFileA(path_.c_str());
+}
+
+std::string LogFile::closedDocument()
+{
+    log_->close();
+    return readFile(path_);
+}
+
+std::string LogFile::body()
+{
+    std::string document = closedDocument();
+    std::string opening = openingLines();
+    EXPECT_EQ(document.substr(0, opening.size()), opening);
+    EXPECT_GE(document.size(), opening.size() + endTag.size());
+    if (document.size() < opening.size() + endTag.size()) return document;
+    EXPECT_EQ(document.substr(document.size() - endTag.size()), endTag);
+    return document.substr(opening.size(), document.size() - opening.size() - endTag.size());
+}
+
+std::string recordsOf(const std::function<void(tarv::CallLog&)>& action)
+{
+    struct Run : LogFile {
+        void TestBody() override {}
+        std::string run(const std::function<void(tarv::CallLog&)>& a)
+        {
+            SetUp();
+            a(*log_);
+            std::string records = body();
+            TearDown();
+            return records;
+        }
+    } run;
+    return run.run(action);
+}
+
+} // namespace logtest

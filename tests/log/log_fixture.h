@@ -1,0 +1,51 @@
+#pragma once
+// Logs written through the public operations into real files (_fsopen text mode, so every line
+// end reaches the disk as CR LF) and read back byte for byte.
+#include "log/call_log.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace logtest {
+
+// The opening records use this fixed local time: 14 November 2026, 15:17.
+void fixedTime(SYSTEMTIME* out);
+
+// LF to CR LF, for expected texts written as raw string literals.
+std::string crlf(std::string_view text);
+// Whole file, binary.
+std::string readFile(const std::string& path);
+// A fresh path in the temporary directory.
+std::string tempPath(const char* stem);
+// Opens `path` as the log's stream is opened: mode "w", deny write.
+std::FILE* openStream(const std::string& path);
+
+// Windows' own sprintf from msvcrt.dll: the reference for numbers and addresses in the log.
+using Sprintf = int(__cdecl*)(char*, const char*, ...);
+Sprintf msvcrtSprintf();
+
+// The document's first five lines for object "Stream 1" of the 1.1 package type, CR LF ends.
+std::string openingLines();
+constexpr std::string_view endTag = "</tarvlogdocument>\r\n";
+
+class LogFile : public testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    // Closes the log and returns the file.
+    std::string closedDocument();
+    // The records between the opening lines and the end tag (checked), CR LF ends.
+    std::string body();
+
+    std::string path_;
+    tarv::CallLog* log_ = nullptr;
+};
+
+// The records one action writes into a fresh log, CR LF ends.
+std::string recordsOf(const std::function<void(tarv::CallLog&)>& action);
+
+} // namespace logtest

@@ -1,0 +1,181 @@
+// Status names, failure texts, interface names and the record of a turned-down query.
+#include "log_fixture.h"
+
+#include "com/bstr.h"
+#include "kit/kit.h"
+#include "tarvlib.h"
+
+#include <set>
+#include <string>
+
+using logtest::crlf;
+using logtest::LogFile;
+using logtest::recordsOf;
+using tarv::CallLog;
+using tarv::capeErrorText;
+using tarv::systemErrorText;
+
+TEST(StatusName, NamesTheConstantsAndFallsBackToHex)
+{
+    struct {
+        HRESULT status;
+        const char* name;
+    } cases[] = {
+        {0, "NOERROR"},
+        {E_NOINTERFACE, "E_NOINTERFACE"},
+        {E_PENDING, "E_PENDING"},
+        {CO_E_LAUNCH_PERMSSION_DENIED, "CO_E_LAUNCH_PERMSSION_DENIED"},
+        {CO_E_MALFORMED_SPN, "CO_E_MALFORMED_SPN"},
+        {DISP_E_BUFFERTOOSMALL, "DISP_E_BUFFERTOOSMALL"},
+        {STG_E_TERMINATED, "STG_E_TERMINATED"},
+        {OLE_E_NOSTORAGE, "OLE_E_NOSTORAGE"},
+        {DV_E_NOIVIEWOBJECT, "DV_E_NOIVIEWOBJECT"},
+        {REGDB_E_BADTHREADINGMODEL, "REGDB_E_BADTHREADINGMODEL"},
+        {CO_E_OBJSRV_RPC_FAILURE, "CO_E_OBJSRV_RPC_FAILURE"},
+        {STG_S_CONVERTED, "STG_S_CONVERTED"},
+        {STG_S_CANNOTCONSOLIDATE, "STG_S_CANNOTCONSOLIDATE"},
+        {static_cast<HRESULT>(0x80040501), "ECapeUnknownHR"},
+        {static_cast<HRESULT>(0x80040509), "ECapeNoImplHR"},
+        {static_cast<HRESULT>(0x80040515), "ECapePersistenceNotFoundHR"},
+        {static_cast<HRESULT>(0x8004051A), "ECapeThrmPropertyNotAvailableHR"},
+        {S_FALSE, "0x1"},
+        {static_cast<HRESULT>(0x80040500), "0x80040500"},
+        {static_cast<HRESULT>(0x8004051B), "0x8004051B"},
+        {static_cast<HRESULT>(0xDEADBEEF), "0xDEADBEEF"},
+    };
+    for (auto c : cases) EXPECT_EQ(CallLog::statusName(c.status), c.name) << std::hex << c.status;
+
+    // The CAPE-OPEN block has a name for each of its 26 codes, each its own.
+    std::set<std::string> names;
+    for (uint32_t code = 0x80040501; code <= 0x8004051A; ++code) {
+        std::string name = CallLog::statusName(static_cast<HRESULT>(code));
+        EXPECT_EQ(name.rfind("ECape", 0), 0u) << std::hex << code;
+        names.insert(name);
+    }
+    EXPECT_EQ(names.size(), 26u);
+}
+
+TEST(SystemErrorText, SystemMessageWithoutItsLineEndElseTheCode)
+{
+    // Codes the system has a message for, Win32 codes and HRESULTs alike.
+    for (HRESULT known : {HRESULT{2}, E_FAIL, E_ACCESSDENIED, E_OUTOFMEMORY}) {
+        wchar_t raw[1024];
+        DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                 static_cast<DWORD>(known), 0, raw, 1024, nullptr);
+        ASSERT_GE(n, 2u) << std::hex << known;
+        ASSERT_EQ(std::wstring(raw + n - 2, 2), L"\r\n");
+        EXPECT_EQ(systemErrorText(known), std::wstring(raw, n - 2)) << std::hex << known;
+    }
+
+    EXPECT_EQ(systemErrorText(static_cast<HRESULT>(0x8004051B)), L"error code 0x8004051B");
+    EXPECT_EQ(systemErrorText(static_cast<HRESULT>(0xA0001234)), L"error code 0xA0001234");
+}
+
+TEST(CapeErrorText, AsksUserThenRootThenTheTable)
+{
+    const HRESULT noImpl = static_cast<HRESULT>(0x80040509);
+    auto both = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
+    both->errorDescription(L"Property not supported").errorName(L"Root name");
+    EXPECT_EQ(capeErrorText(both->ptr<ICapeUtilities>(), noImpl), L"Property not supported");
+
+    auto rootOnly = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
+    rootOnly->errorDescription(L"").errorName(L"Root name");
+    EXPECT_EQ(capeErrorText(rootOnly->ptr<ICapeUtilities>(), noImpl), L"Root name");
+
+    auto emptyUser = kit::Object::create<ICapeUtilities, ECapeUser>();
+    emptyUser->errorDescription(L"");
+    EXPECT_EQ(capeErrorText(emptyUser->ptr<ICapeUtilities>(), noImpl), L"not implemented");
+
+    auto emptyBoth = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
+    emptyBoth->errorDescription(L"").errorName(L"");
+    EXPECT_EQ(capeErrorText(emptyBoth->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x8004051A)),
+              L"One or more of the requested thermodynamic properties are not set on the material");
+
+    auto failing = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
+    failing->fail(&ECapeUser::get_description, E_FAIL).fail(&ECapeRoot::get_name, E_FAIL);
+    EXPECT_EQ(capeErrorText(failing->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x80040513)),
+              L"storage / persistence error");
+
+    auto none = kit::Object::create<ICapeUtilities>();
+    EXPECT_EQ(capeErrorText(none->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x80040501)),
+              L"Failed to get error name for ECapeUnknown");
+    EXPECT_EQ(capeErrorText(nullptr, static_cast<HRESULT>(0x80040502)), L"invalid data");
+
+    // Outside the block the object is not asked.
+    auto outside = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
+    outside->errorDescription(L"never").errorName(L"never");
+    outside->clearQueries();
+    EXPECT_EQ(capeErrorText(outside->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x8004051B)),
+              L"error code 0x8004051B");
+    EXPECT_EQ(capeErrorText(outside->ptr<ICapeUtilities>(), E_FAIL), systemErrorText(E_FAIL));
+    EXPECT_TRUE(outside->queries().empty());
+    EXPECT_TRUE(outside->calls().empty());
+
+    // Every reference taken during the lookup is given back.
+    EXPECT_EQ(both->refCount(), 1u);
+    EXPECT_EQ(rootOnly->refCount(), 1u);
+}
+
+TEST(CapeErrorText, FixedDescriptionsOfTheBlock)
+{
+    const wchar_t* descriptions[] = {
+        L"Failed to get error name for ECapeUnknown", L"invalid data", L"license problem",
+        L"Bad Cape-Open parameter", L"Bad argument", L"Invalid argument", L"index out of bounds",
+        L"current implementation related error", L"not implemented", L"implementation is limited",
+        L"computation error", L"out of resources", L"out of memory", L"operation was timed out",
+        L"initialization error", L"solution error", L"invalid order of invocations", L"invalid operation",
+        L"storage / persistence error", L"illegal access", L"persistence error: not found",
+        L"persistence system error", L"persistence overflow error", L"solver scope error",
+        L"Hessian information not available",
+        L"One or more of the requested thermodynamic properties are not set on the material"};
+    for (uint32_t i = 0; i < 26; ++i)
+        EXPECT_EQ(capeErrorText(nullptr, static_cast<HRESULT>(0x80040501 + i)), descriptions[i]) << i;
+}
+
+TEST_F(LogFile, EndFuncNamesTheCodeAndTheBestText)
+{
+    auto described = kit::Object::create<ICapeThermoMaterial, ECapeUser, ECapeRoot>();
+    described->errorDescription(L"Phase <vapor> unknown").errorName(L"unused");
+    auto bare = kit::Object::create<ICapeThermoMaterial>();
+    log_->beginFunc(0, "ICapeThermoMaterial::SetPresentPhases", "Stream 1");
+    log_->endFunc(static_cast<HRESULT>(0x80040506), described->ptr<ICapeThermoMaterial>());
+    log_->beginFunc(0, "ICapeThermoMaterial::ClearAllProps", "Stream 1");
+    log_->endFunc(static_cast<HRESULT>(0x80040501), bare->ptr<ICapeThermoMaterial>());
+    log_->beginFunc(0, "ICapeThermoMaterial::CopyFromMaterial", "Stream 1");
+    log_->endFunc(static_cast<HRESULT>(0x8004051B), described->ptr<ICapeThermoMaterial>());
+    EXPECT_EQ(body(), crlf(R"(<func name="ICapeThermoMaterial::SetPresentPhases" direc="out" object="Stream 1">
+ <error value="ECapeInvalidArgumentHR: Phase &lt;vapor&gt; unknown"/>
+</func>
+<func name="ICapeThermoMaterial::ClearAllProps" direc="out" object="Stream 1">
+ <error value="ECapeUnknownHR: Failed to get error name for ECapeUnknown"/>
+</func>
+<func name="ICapeThermoMaterial::CopyFromMaterial" direc="out" object="Stream 1">
+ <error value="0x8004051B: error code 0x8004051B"/>
+</func>
+)"));
+}
+
+TEST(InterfaceName, RegisteredNameElseTheBracedIID)
+{
+    EXPECT_EQ(CallLog::interfaceName(IID_IUnknown), "IUnknown");
+    EXPECT_EQ(CallLog::interfaceName(IID_IDispatch), "IDispatch");
+    // {6B0C1A2E-53A4-4F0F-9E5D-0A11C0FFEE01}: registered nowhere.
+    const IID unregistered = {0x6B0C1A2E, 0x53A4, 0x4F0F, {0x9E, 0x5D, 0x0A, 0x11, 0xC0, 0xFF, 0xEE, 0x01}};
+    EXPECT_EQ(CallLog::interfaceName(unregistered), "{6B0C1A2E-53A4-4F0F-9E5D-0A11C0FFEE01}");
+}
+
+TEST(QueryInterfaceRecord, NamesInterfaceAndResultButNeverTheServersOwnQuery)
+{
+    EXPECT_EQ(recordsOf([](CallLog& l) {
+                  l.queryInterface("Stream 1", IID_IDispatch, E_NOINTERFACE);
+                  l.queryInterface("Stream 1", IID_IOriginalObject64, E_NOINTERFACE);
+                  l.beginFunc(1, "F", "Stream 1");
+                  l.queryInterface("A&B", IID_IUnknown, static_cast<HRESULT>(0x80040509));
+                  l.endFunc(S_OK, nullptr);
+              }),
+              crlf(R"(<info value="Stream 1: QueryInterface for unsupported interface IDispatch results E_NOINTERFACE"/>
+<func name="F" direc="in" object="Stream 1">
+ <info value="A&amp;B: QueryInterface for unsupported interface IUnknown results ECapeNoImplHR"/>
+</func>
+)"));
+}
