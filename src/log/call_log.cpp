@@ -6,6 +6,7 @@
 #include "log/number_format.h"
 
 #include <charconv>
+#include <type_traits>
 #include <cstring>
 #include <cwchar>
 
@@ -71,7 +72,6 @@ CallLog::CallLog(std::FILE* stream, const char* objectName, const char* logPath)
       escapeBuffer_(new char[1024]), escapeCapacity_(1024)
 {
     escapeBuffer_[0] = '\0';
-    pending_.reserve(4096);
     narrow_.reserve(256);
     text_.reserve(256);
 }
@@ -180,7 +180,7 @@ const char* CallLog::escape(const char* text, int* suppressed)
 
 void CallLog::indent()
 {
-    pending_.append(depth_, ' ');
+    pending_.appendBlanks(depth_);
 }
 
 void CallLog::record(const char* open, size_t openLength, const char* text, const char* warning,
@@ -514,17 +514,16 @@ void CallLog::argParamType(const char* name, int, CapeParamType value)
 
 // --- VARIANT and array arguments -----------------------------------------------------------------
 
-void CallLog::appendVartypeName(std::string& out, VARTYPE vt)
+void CallLog::vartypeParts(VARTYPE vt, const char** prefix, const char** base)
 {
     // Each flag replaces the prefix gathered so far: of several, only the last tested shows.
-    const char* prefix = "";
-    if (vt & VT_ARRAY) prefix = "VT_ARRAY|";
-    if (vt & VT_VECTOR) prefix = "VT_VECTOR|";
-    if (vt & VT_BYREF) prefix = "VT_BYREF|";
-    if (vt & VT_RESERVED) prefix = "VT_RESERVED|";
-    out += prefix;
+    *prefix = "";
+    if (vt & VT_ARRAY) *prefix = "VT_ARRAY|";
+    if (vt & VT_VECTOR) *prefix = "VT_VECTOR|";
+    if (vt & VT_BYREF) *prefix = "VT_BYREF|";
+    if (vt & VT_RESERVED) *prefix = "VT_RESERVED|";
 
-#define TARV_VT(name) case name: out += #name; return
+#define TARV_VT(name) case name: *base = #name; return
     switch (vt & VT_TYPEMASK) {
         TARV_VT(VT_EMPTY); TARV_VT(VT_NULL); TARV_VT(VT_I2); TARV_VT(VT_I4); TARV_VT(VT_R4);
         TARV_VT(VT_R8); TARV_VT(VT_CY); TARV_VT(VT_DATE); TARV_VT(VT_BSTR); TARV_VT(VT_DISPATCH);
@@ -537,16 +536,26 @@ void CallLog::appendVartypeName(std::string& out, VARTYPE vt)
         TARV_VT(VT_STREAM); TARV_VT(VT_STORAGE); TARV_VT(VT_STREAMED_OBJECT);
         TARV_VT(VT_STORED_OBJECT); TARV_VT(VT_BLOB_OBJECT); TARV_VT(VT_CF); TARV_VT(VT_CLSID);
         TARV_VT(VT_VERSIONED_STREAM); TARV_VT(VT_BSTR_BLOB);
-    default: out += "<unknown>"; return;
+    default: *base = "<unknown>"; return;
     }
 #undef TARV_VT
 }
 
 std::string CallLog::vartypeName(VARTYPE vt)
 {
-    std::string name;
-    appendVartypeName(name, vt);
-    return name;
+    const char* prefix;
+    const char* base;
+    vartypeParts(vt, &prefix, &base);
+    return std::string(prefix) + base;
+}
+
+void CallLog::putVartypeName(VARTYPE vt)
+{
+    const char* prefix;
+    const char* base;
+    vartypeParts(vt, &prefix, &base);
+    put(prefix);
+    put(base);
 }
 
 void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VARTYPE expected,
@@ -561,7 +570,7 @@ void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VA
     put(direction(isInput));
     putLiteral("\" type=\"");
     // Not escaped: "<unknown>" breaks the document, as it always has.
-    appendVartypeName(pending_, value.vt);
+    putVartypeName(value.vt);
     putLiteral("\">\n");
 
     VARIANT copy = value;
@@ -572,7 +581,7 @@ void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VA
         std::string message = "Invalid type for argument ";
         message += name ? name : "";
         message += ": expected ";
-        appendVartypeName(message, expected);
+        message += vartypeName(expected);
         writeError(message.c_str());
     }
     indent();
@@ -671,42 +680,17 @@ void CallLog::writeArray(const VARIANT& value)
         return;
     }
 
+    switch (element) {
+    case VT_I2: writeNumbers<VT_I2>(array, view.count); return;
+    case VT_I4: writeNumbers<VT_I4>(array, view.count); return;
+    case VT_R8: writeNumbers<VT_R8>(array, view.count); return;
+    case VT_BOOL: writeNumbers<VT_BOOL>(array, view.count); return;
+    default: break;
+    }
+
     for (LONG i = 0; i < view.count; ++i) {
         LONG index = view.lowerBound + i;
         switch (element) {
-        case VT_I2: {
-            SHORT v = 0;
-            SafeArrayGetElement(array, &index, &v);
-            indent();
-            putLiteral("<argval value=\"");
-            put(number, static_cast<size_t>(formatInteger(number, v) - number));
-            putLiteral("\"/>\n");
-            break;
-        }
-        case VT_I4: {
-            LONG v = 0;
-            SafeArrayGetElement(array, &index, &v);
-            indent();
-            putLiteral("<argval value=\"");
-            put(number, static_cast<size_t>(formatInteger(number, v) - number));
-            putLiteral("\"/>\n");
-            break;
-        }
-        case VT_R8: {
-            double v = 0;
-            SafeArrayGetElement(array, &index, &v);
-            indent();
-            if (isOldEmpty(v) || isNaN(v)) {
-                putArgval("N/A");
-                if (isOldEmpty(v)) writeWarning("Old value for CapeDoubleEmpty used: should be NaN");
-            } else {
-                char text[doubleTextMax];
-                putLiteral("<argval value=\"");
-                put(text, static_cast<size_t>(formatDouble(text, v) - text));
-                putLiteral("\"/>\n");
-            }
-            break;
-        }
         case VT_BSTR: {
             BSTR v = nullptr;
             SafeArrayGetElement(array, &index, &v);
@@ -733,20 +717,13 @@ void CallLog::writeArray(const VARIANT& value)
             element->Release();
             break;
         }
-        case VT_BOOL: {
-            VARIANT_BOOL v = VARIANT_FALSE;
-            SafeArrayGetElement(array, &index, &v);
-            indent();
-            putArgval(v ? "TRUE" : "FALSE");
-            break;
-        }
         case VT_VARIANT: {
             VARIANT v;
             VariantInit(&v);
             SafeArrayGetElement(array, &index, &v);
             indent();
             putLiteral("<argval value=\"");
-            appendVartypeName(pending_, v.vt);
+            putVartypeName(v.vt);
             putLiteral("\">\n");
             writeValue(v);
             indent();
@@ -757,6 +734,49 @@ void CallLog::writeArray(const VARIANT& value)
         }
         if (pending_.size() >= writeThroughSize) writeThrough();
     }
+}
+
+// Elements of a plain number type, read in place: one line each, composed straight into the
+// record buffer and written through in large pieces without a flush.
+template <VARTYPE Element>
+void CallLog::writeNumbers(SAFEARRAY* array, LONG count)
+{
+    using T = std::conditional_t<Element == VT_R8, double, std::conditional_t<Element == VT_I4, LONG, SHORT>>;
+    void* data = nullptr;
+    if (count <= 0 || FAILED(SafeArrayAccessData(array, &data))) return;
+    const T* values = static_cast<const T*>(data);
+    static constexpr char open[] = "<argval value=\"";
+    static constexpr char close[] = "\"/>\n";
+    for (LONG i = 0; i < count; ++i) {
+        const T v = values[i];
+        if constexpr (Element == VT_R8) {
+            if (isOldEmpty(v) || isNaN(v)) {
+                indent();
+                putArgval("N/A");
+                if (isOldEmpty(v)) writeWarning("Old value for CapeDoubleEmpty used: should be NaN");
+                continue;
+            }
+        }
+        char* p = pending_.room(depth_ + sizeof open + doubleTextMax + sizeof close);
+        std::memset(p, ' ', depth_);
+        p += depth_;
+        std::memcpy(p, open, sizeof open - 1);
+        p += sizeof open - 1;
+        if constexpr (Element == VT_R8) {
+            p = formatDouble(p, v);
+        } else if constexpr (Element == VT_BOOL) {
+            const char* word = v ? "TRUE" : "FALSE";
+            std::size_t n = v ? 4 : 5;
+            std::memcpy(p, word, n);
+            p += n;
+        } else {
+            p = formatInteger(p, v);
+        }
+        std::memcpy(p, close, sizeof close - 1);
+        pending_.commit(p + sizeof close - 1);
+        if (pending_.size() >= writeThroughSize) writeThrough();
+    }
+    SafeArrayUnaccessData(array);
 }
 
 // --- ArrayView ------------------------------------------------------------------------------------

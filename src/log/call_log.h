@@ -6,6 +6,7 @@
 // Every record operation does nothing while `stream` is null (a detached or closed log), and then
 // leaves `depth` unchanged. Not thread-safe: all proxies of a log live on the server's STA thread.
 #include "capeopen.h"
+#include "log/text_buffer.h"
 
 #include <windows.h>
 #include <ole2.h>
@@ -123,10 +124,14 @@ private:
                  const char* const* names, int count);
     void writeScalar(const VARIANT& value);
     void writeArray(const VARIANT& value);
+    template <VARTYPE Element>
+    void writeNumbers(SAFEARRAY* array, LONG count);
     // Wide text up to its first NUL in the thread's ANSI code page, between quotes if asked,
     // into `narrow_`.
     const char* narrowed(const wchar_t* text, bool quoted);
-    static void appendVartypeName(std::string& out, VARTYPE vt);
+    // The flag prefix ("VT_ARRAY|", ...) and the base type's name.
+    static void vartypeParts(VARTYPE vt, const char** prefix, const char** base);
+    void putVartypeName(VARTYPE vt);
 
     std::FILE* stream_ = nullptr;
     std::string objectName_;
@@ -135,7 +140,7 @@ private:
     int32_t escapeCapacity_ = 1024;
     uint32_t depth_ = 0;
     int32_t refCount_ = 0;
-    std::string pending_;
+    TextBuffer pending_;
     std::string narrow_;
     std::string text_;
 };

@@ -63,6 +63,67 @@ bool isExactDouble(uint64_t digits, int exponent)
     return n < (static_cast<unsigned __int128>(1) << 53);
 }
 
+// %g layout of significant digits d1 d2 ... (no trailing zeros) times 10^exponent.
+char* layout(char* out, bool negative, const char* digits, int n, int exponent)
+{
+    if (negative) *out++ = '-';
+    if (exponent < -4 || exponent >= 6) {
+        *out++ = digits[0];
+        if (n > 1) {
+            *out++ = '.';
+            std::memcpy(out, digits + 1, static_cast<std::size_t>(n - 1));
+            out += n - 1;
+        }
+        return writeExponent(out, exponent);
+    }
+    if (exponent < 0) {
+        *out++ = '0';
+        *out++ = '.';
+        for (int i = -1; i > exponent; --i) *out++ = '0';
+        std::memcpy(out, digits, static_cast<std::size_t>(n));
+        return out + n;
+    }
+    for (int i = 0; i <= exponent; ++i) *out++ = i < n ? digits[i] : '0';
+    if (n > exponent + 1) {
+        *out++ = '.';
+        std::memcpy(out, digits + exponent + 1, static_cast<std::size_t>(n - exponent - 1));
+        out += n - exponent - 1;
+    }
+    return out;
+}
+
+constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                  1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Six significant digits of a normal double from one correctly rounded multiplication or
+// division by an exact power of ten. The scaled value s lies in [1e5, 1e6) and is off by at most
+// half its ulp (about 6e-11), so the rounding at the integer is exact unless the fraction is within
+// 1e-8 of one half; those values, exact ties among them, and magnitudes whose power of ten isn't
+// exact go the slow way. Returns false then.
+bool sixDigitsFast(double magnitude, int binaryExponent, uint32_t* digits, int* exponent)
+{
+    int x = (binaryExponent * 78913) >> 18;   // floor(binaryExponent * log10(2)): X or X - 1
+    for (int attempt = 0; attempt < 2; ++attempt, ++x) {
+        int k = 5 - x;
+        if (k > 22 || k < -22) return false;
+        double s = k >= 0 ? magnitude * powersOfTen[k] : magnitude / powersOfTen[-k];
+        if (s >= 1e6) continue;
+        if (s < 1e5) return false;
+        double whole = static_cast<double>(static_cast<uint32_t>(s));
+        double fraction = s - whole;
+        if (fraction > 0.5 - 1e-8 && fraction < 0.5 + 1e-8) return false;
+        uint32_t d = static_cast<uint32_t>(whole) + (fraction > 0.5 ? 1 : 0);
+        if (d == 1000000) {
+            d = 100000;
+            ++x;
+        }
+        *digits = d;
+        *exponent = x;
+        return true;
+    }
+    return false;
+}
+
 } // namespace
 
 char* formatDouble(char* out, double value)
@@ -83,6 +144,20 @@ char* formatDouble(char* out, double value)
         return formatExactly(out, value);
     }
 
+    char digits[20];
+    int n = 0;
+    int exponent = 0;
+    uint32_t six;
+    if (sixDigitsFast(negative ? -value : value, static_cast<int>(biased) - 1023, &six, &exponent)) {
+        for (int i = 5; i >= 0; --i) {
+            digits[i] = static_cast<char>('0' + six % 10);
+            six /= 10;
+        }
+        n = 6;
+        while (n > 1 && digits[n - 1] == '0') --n;
+        return layout(out, negative, digits, n, exponent);
+    }
+
     // Shortest round-trip digits. For a normal double they differ from the exact value by less
     // than half a unit in the last place, far below the sixth digit, so rounding them at the
     // sixth digit gives the exact rounding except where they are exactly a tie (seven digits
@@ -91,11 +166,8 @@ char* formatDouble(char* out, double value)
     char s[32];
     auto r = std::to_chars(s, s + sizeof s, value, std::chars_format::scientific);
     const char* p = s + (negative ? 1 : 0);
-    char digits[20];
-    int n = 0;
     for (; p < r.ptr && *p != 'e'; ++p)
         if (*p != '.') digits[n++] = *p;
-    int exponent = 0;
     std::from_chars(p + 2, r.ptr, exponent);
     if (p[1] == '-') exponent = -exponent;
 
@@ -122,31 +194,7 @@ char* formatDouble(char* out, double value)
         }
     }
     while (n > 1 && digits[n - 1] == '0') --n;
-
-    if (negative) *out++ = '-';
-    if (exponent < -4 || exponent >= 6) {
-        *out++ = digits[0];
-        if (n > 1) {
-            *out++ = '.';
-            std::memcpy(out, digits + 1, static_cast<std::size_t>(n - 1));
-            out += n - 1;
-        }
-        return writeExponent(out, exponent);
-    }
-    if (exponent < 0) {
-        *out++ = '0';
-        *out++ = '.';
-        for (int i = -1; i > exponent; --i) *out++ = '0';
-        std::memcpy(out, digits, static_cast<std::size_t>(n));
-        return out + n;
-    }
-    for (int i = 0; i <= exponent; ++i) *out++ = i < n ? digits[i] : '0';
-    if (n > exponent + 1) {
-        *out++ = '.';
-        std::memcpy(out, digits + exponent + 1, static_cast<std::size_t>(n - exponent - 1));
-        out += n - exponent - 1;
-    }
-    return out;
+    return layout(out, negative, digits, n, exponent);
 }
 
 char* formatPointer(char* out, const void* value)
