@@ -48,7 +48,7 @@ struct ComponentCase {
     Kind expected;
     unsigned hardwareCode;  // 0: thrown, so the code is that of the component's runtime
     std::string record;
-    long sentinelsDestroyed;
+    long sentinelsDestroyed;  // -1: not checked
 };
 
 const ComponentCase componentCases[] = {
@@ -61,6 +61,10 @@ const ComponentCase componentCases[] = {
     {"caught inside", FaultCatchInside, Kind::None, 0, "", 1},
     {"structured handler inside", FaultStructuredInside, Kind::None, 0, "", 0},
     {"thrown past a sentinel", FaultThrowPastSentinel, Kind::Other, 0, otherRecord, 1},
+    // Unwinding frames that hold objects, for a hardware fault. Whether their destructors run is
+    // the component runtime's choice: g++ runs none, Wine's vcruntime140 none for /EHs frames.
+    {"access violation below a sentinel", FaultViolationPastSentinel, Kind::Structured,
+     0xC0000005u, accessViolation, -1},
 };
 
 struct ComponentParam {
@@ -107,7 +111,9 @@ TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
                 EXPECT_EQ(fault.code, c.hardwareCode ? c.hardwareCode : GetParam().thrownCode);
             }
             EXPECT_EQ(fault.recordText(), c.record);
-            EXPECT_EQ(component->fault_sentinel_count() - sentinels, c.sentinelsDestroyed);
+            if (c.sentinelsDestroyed >= 0) {
+                EXPECT_EQ(component->fault_sentinel_count() - sentinels, c.sentinelsDestroyed);
+            }
 
             int next = untouched;
             BarrierFault nextFault;
@@ -443,7 +449,6 @@ const MsvcRecordCase msvcRecordCases[] = {
     {"later magic number", ".PEAD", [](RaisedRecord& r) { r.args[0] = 0x19930522; }, Kind::Text,
      textPrefix + "fake text"},
     {"int", ".H", nullptr, Kind::Other, otherRecord},
-    {"wide string", ".PEA_W", nullptr, Kind::Other, otherRecord},
     {"name with a string prefix", ".PEADX", nullptr, Kind::Other, otherRecord},
     {"null text", ".PEAD",
      [](RaisedRecord& r) { r.args[1] = reinterpret_cast<ULONG_PTR>(&nullObject); }, Kind::Other,

@@ -70,6 +70,13 @@ __attribute__((noinline)) int throwPastSentinel()
     return -1;
 }
 
+__attribute__((noinline)) int violationPastSentinel()
+{
+    Sentinel sentinel;
+    poke();
+    return -1;
+}
+
 int run(int kind)
 {
     switch (kind) {
@@ -82,6 +89,7 @@ int run(int kind)
     case FaultCatchInside: return catchInside();
     case FaultStructuredInside: return structuredInside();
     case FaultThrowPastSentinel: return throwPastSentinel();
+    case FaultViolationPastSentinel: return violationPastSentinel();
     default: break;
     }
     return FAULT_RESULT;

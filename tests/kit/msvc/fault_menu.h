@@ -8,18 +8,19 @@ extern "C" {
 #endif
 
 enum FaultKind {
-    FaultNone = 0,           // returns normally
-    FaultAccessViolation,    // writes through a null pointer
-    FaultDivideByZero,       // integer division by zero
-    FaultStackOverflow,      // unbounded recursion
-    FaultThrowText,          // throws the string literal FAULT_TEXT
-    FaultThrowInt,           // throws an int
-    FaultThrowClass,         // throws an object of a class type
-    FaultCatchInside,        // throws and catches its own exception (a sentinel dies on the way),
-                             // then returns normally
-    FaultStructuredInside,   // takes an access violation that its own structured handler absorbs,
-                             // then returns normally
-    FaultThrowPastSentinel,  // throws an int past a live sentinel, whose destructor must run
+    FaultNone = 0,               // returns normally
+    FaultAccessViolation,        // writes through a null pointer
+    FaultDivideByZero,           // integer division by zero
+    FaultStackOverflow,          // unbounded recursion
+    FaultThrowText,              // throws the string literal FAULT_TEXT
+    FaultThrowInt,               // throws an int
+    FaultThrowClass,             // throws an object of a class type
+    FaultCatchInside,            // throws and catches its own exception (a sentinel dies on the
+                                 // way), then returns normally
+    FaultStructuredInside,       // takes an access violation that its own structured handler
+                                 // absorbs, then returns normally
+    FaultThrowPastSentinel,      // throws an int past a live sentinel, whose destructor must run
+    FaultViolationPastSentinel,  // access violation below a live sentinel
     FaultKindCount
 };
 

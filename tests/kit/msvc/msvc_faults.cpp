@@ -79,6 +79,13 @@ __declspec(noinline) int throwPastSentinel()
     return -1;
 }
 
+__declspec(noinline) int violationPastSentinel()
+{
+    Sentinel sentinel;
+    poke();
+    return -1;
+}
+
 int run(int kind)
 {
     switch (kind) {
@@ -91,6 +98,7 @@ int run(int kind)
     case FaultCatchInside: return catchInside();
     case FaultStructuredInside: return structuredInside();
     case FaultThrowPastSentinel: return throwPastSentinel();
+    case FaultViolationPastSentinel: return violationPastSentinel();
     default: break;
     }
     return FAULT_RESULT;
