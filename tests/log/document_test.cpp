@@ -328,18 +328,7 @@ int crashChild(const char* path)
 TEST(CrashedLog, EndsAtTheLastRecordWithEverythingOpen)
 {
     std::string path = logtest::tempPath("crash");
-    wchar_t exe[MAX_PATH];
-    GetModuleFileNameW(nullptr, exe, MAX_PATH);
-    std::wstring command = L"\"" + std::wstring(exe) + L"\" --write-then-die \"" + tarv::toWide(path) + L"\"";
-    STARTUPINFOW si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    ASSERT_TRUE(CreateProcessW(exe, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
-    ASSERT_EQ(WaitForSingleObject(pi.hProcess, 60000), WAIT_OBJECT_0);
-    DWORD exitCode = 0;
-    GetExitCodeProcess(pi.hProcess, &exitCode);
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
+    DWORD exitCode = logtest::runChild(L"--write-then-die", path);
 
     EXPECT_EQ(exitCode, 3u);
     EXPECT_EQ(logtest::readFile(path),

@@ -1,5 +1,6 @@
 #include "log_fixture.h"
 
+#include "com/bstr.h"
 #include "log/clock.h"
 
 #include <share.h>
@@ -59,6 +60,24 @@ Sprintf msvcrtSprintf()
     static Sprintf f = reinterpret_cast<Sprintf>(
         reinterpret_cast<void*>(GetProcAddress(LoadLibraryA("msvcrt.dll"), "sprintf")));
     return f;
+}
+
+DWORD runChild(const wchar_t* mode, const std::string& path)
+{
+    wchar_t exe[MAX_PATH];
+    GetModuleFileNameW(nullptr, exe, MAX_PATH);
+    std::wstring command = L"\"" + std::wstring(exe) + L"\" " + mode + L" \"" + tarv::toWide(path) + L"\"";
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    PROCESS_INFORMATION pi{};
+    if (!CreateProcessW(exe, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
+        return ~DWORD{0};
+    WaitForSingleObject(pi.hProcess, 60000);
+    DWORD exitCode = ~DWORD{0};
+    GetExitCodeProcess(pi.hProcess, &exitCode);
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+    return exitCode;
 }
 
 std::string openingLines()

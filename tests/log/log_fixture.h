@@ -27,6 +27,10 @@ std::FILE* openStream(const std::string& path);
 using Sprintf = int(__cdecl*)(char*, const char*, ...);
 Sprintf msvcrtSprintf();
 
+// Runs this test binary again as a child with `mode` and `path` (see main.cpp) and returns its
+// exit code.
+DWORD runChild(const wchar_t* mode, const std::string& path);
+
 // The document's first five lines for object "Stream 1" of the 1.1 package type, CR LF ends.
 std::string openingLines();
 constexpr std::string_view endTag = "</tarvlogdocument>\r\n";

@@ -4,6 +4,7 @@
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/kit.h"
+#include "log/clock.h"
 
 #include <string>
 #include <vector>
@@ -349,4 +350,30 @@ TEST(ArrayViewCheck, PassesOnlyOneDimensionalArraysOfTheExpectedType)
         EXPECT_TRUE(view.check(VT_BSTR, nullptr));
         EXPECT_EQ(view.count, 1);
     }
+}
+
+// --- A null element in an array of interfaces ------------------------------------------------------
+
+int nullDispatchChild(const char* path)
+{
+    tarv::setLocalTimeSource(logtest::fixedTime);
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    CallLog* log = CallLog::open(logtest::openStream(path), "Stream 1",
+                                 "CAPE-OPEN version 1.1 Physical Property Package", path);
+    Variant interfaces = arrayOf(VT_DISPATCH, 2);   // both elements null
+    log->argVariant("ports", 0, interfaces.get(), VT_ARRAY | VT_DISPATCH, 0);
+    return 0;   // not reached: the element's release faults
+}
+
+TEST(VariantArgument, NullInterfaceElementFaultsAfterItsLine)
+{
+    // The element is released without a test; the access violation is what the calling proxy's
+    // barrier receives. The unflushed line of the element is lost with the process.
+    std::string path = logtest::tempPath("nulldispatch");
+    EXPECT_EQ(logtest::runChild(L"--null-dispatch", path), static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION));
+    EXPECT_EQ(logtest::readFile(path), logtest::openingLines() +
+                                           crlf("<arg name=\"ports\" direc=\"out\" type=\"VT_ARRAY|VT_DISPATCH\">\n"
+                                                " <info value=\"Lower bound: 0\"/>\n"
+                                                " <info value=\"Upper bound: 1\"/>\n"));
+    DeleteFileA(path.c_str());
 }
