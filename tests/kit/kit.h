@@ -4,7 +4,11 @@
 //
 //   auto mat = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
 //   mat->on(&ICapeThermoMaterial::GetOverallProp, [](BSTR prop, BSTR basis, VARIANT* results) {
-//       return tarv::makeDoubleArray({300.0}).detachTo(results), S_OK; });
+//       VariantClear(results);
+//       tarv::makeDoubleArray({300.0}).detachTo(results);
+//       return S_OK;
+//   });
+//   mat->returns(&ICapeThermoMaterial::CreateMaterial, otherKitObject);   // a getter's answer
 //   mat->fail(&ICapeThermoMaterial::SetOverallProp, ECapeNoImplHR).errorDescription(L"read only");
 //   mat->fault(&ICapeThermoMaterial::ClearAllProps, kit::Fault::AccessViolation);
 //   codeUnderTest(mat->ptr<ICapeThermoMaterial>());
@@ -209,6 +213,7 @@ public:
     // Stores `value` into the method's last argument (a getter's result) and returns S_OK:
     // text into BSTR*, a tarv::Variant into VARIANT*, bool into VARIANT_BOOL*, an interface
     // pointer (raw, ComPtr, or a kit object's facet) with a new reference, numbers into numbers.
+    // A VARIANT out-argument is cleared first, so it must arrive initialised, as COM requires.
     template <class I = void, class C, class... A, class V>
     Object& returns(HRESULT (STDMETHODCALLTYPE C::*m)(A...), V value)
     {
