@@ -108,6 +108,7 @@ CallLog* CallLog::open(std::FILE* stream, const char* objectName, const char* ob
     text = "Object type: ";
     text += objectType ? objectType : "";
     log->writeInfo(text.c_str());
+    if (!stream) log->pending_.clear();   // detached from the start: nothing is ever written
     return log;
 }
 
@@ -180,7 +181,9 @@ const char* CallLog::escape(const char* text, int* suppressed)
 
 void CallLog::indent()
 {
-    pending_.appendBlanks(depth_);
+    // Callers only indent inside a record of an attached log; on a detached one the blanks would
+    // never be written anyway.
+    if (stream_) pending_.appendBlanks(depth_);
 }
 
 void CallLog::record(const char* open, size_t openLength, const char* text, const char* warning,

@@ -37,7 +37,7 @@ public:
     // Escapes text for an attribute value into the shared escape buffer. Sets *suppressed to 1 if a
     // byte was dropped (below 0x20 or at/above 0x80), else 0. Valid until the next escape().
     const char* escape(const char* text, int* suppressed);
-    // Writes `depth` blanks. Does not test `stream`.
+    // Writes `depth` blanks into the record being written (nothing while detached).
     void indent();
 
     void writeInfo(const char* text);
