@@ -116,22 +116,6 @@ TEST(CapeErrorText, AsksUserThenRootThenTheTable)
     EXPECT_EQ(rootOnly->refCount(), 1u);
 }
 
-TEST(CapeErrorText, FixedDescriptionsOfTheBlock)
-{
-    const wchar_t* descriptions[] = {
-        L"Failed to get error name for ECapeUnknown", L"invalid data", L"license problem",
-        L"Bad Cape-Open parameter", L"Bad argument", L"Invalid argument", L"index out of bounds",
-        L"current implementation related error", L"not implemented", L"implementation is limited",
-        L"computation error", L"out of resources", L"out of memory", L"operation was timed out",
-        L"initialization error", L"solution error", L"invalid order of invocations", L"invalid operation",
-        L"storage / persistence error", L"illegal access", L"persistence error: not found",
-        L"persistence system error", L"persistence overflow error", L"solver scope error",
-        L"Hessian information not available",
-        L"One or more of the requested thermodynamic properties are not set on the material"};
-    for (uint32_t i = 0; i < 26; ++i)
-        EXPECT_EQ(capeErrorText(nullptr, static_cast<HRESULT>(0x80040501 + i)), descriptions[i]) << i;
-}
-
 TEST_F(LogFile, EndFuncNamesTheCodeAndTheBestText)
 {
     auto described = kit::Object::create<ICapeThermoMaterial, ECapeUser, ECapeRoot>();

@@ -61,19 +61,13 @@ TEST(VartypeName, FlagsReplaceEachOtherAndUnknownBaseTypesAreMarked)
     };
     for (auto c : cases) EXPECT_EQ(CallLog::vartypeName(c.vt), c.name) << c.vt;
 
-    // Every named base type, by value.
-    const char* names[] = {"VT_EMPTY", "VT_NULL", "VT_I2", "VT_I4", "VT_R4", "VT_R8", "VT_CY", "VT_DATE",
-                           "VT_BSTR", "VT_DISPATCH", "VT_ERROR", "VT_BOOL", "VT_VARIANT", "VT_UNKNOWN",
-                           "VT_DECIMAL", nullptr, "VT_I1", "VT_UI1", "VT_UI2", "VT_UI4", "VT_I8", "VT_UI8",
-                           "VT_INT", "VT_UINT", "VT_VOID", "VT_HRESULT", "VT_PTR", "VT_SAFEARRAY", "VT_CARRAY",
-                           "VT_USERDEFINED", "VT_LPSTR", "VT_LPWSTR"};
-    for (VARTYPE vt = 0; vt < 32; ++vt)
-        EXPECT_EQ(CallLog::vartypeName(vt), names[vt] ? names[vt] : "<unknown>") << vt;
-    const char* high[] = {"VT_RECORD", "VT_INT_PTR", "VT_UINT_PTR"};
-    for (VARTYPE vt = 36; vt <= 38; ++vt) EXPECT_EQ(CallLog::vartypeName(vt), high[vt - 36]);
-    const char* objects[] = {"VT_FILETIME", "VT_BLOB", "VT_STREAM", "VT_STORAGE", "VT_STREAMED_OBJECT",
-                             "VT_STORED_OBJECT", "VT_BLOB_OBJECT", "VT_CF", "VT_CLSID", "VT_VERSIONED_STREAM"};
-    for (VARTYPE vt = 64; vt <= 73; ++vt) EXPECT_EQ(CallLog::vartypeName(vt), objects[vt - 64]);
+    // Spot checks across the named ranges.
+    struct {
+        VARTYPE vt;
+        const char* name;
+    } named[] = {{VT_DECIMAL, "VT_DECIMAL"}, {VT_I1, "VT_I1"}, {VT_LPWSTR, "VT_LPWSTR"}, {VT_RECORD, "VT_RECORD"},
+                 {VT_UINT_PTR, "VT_UINT_PTR"}, {VT_FILETIME, "VT_FILETIME"}, {VT_VERSIONED_STREAM, "VT_VERSIONED_STREAM"}};
+    for (auto c : named) EXPECT_EQ(CallLog::vartypeName(c.vt), c.name) << c.vt;
     EXPECT_EQ(CallLog::vartypeName(4095), "VT_BSTR_BLOB");
 }
 
