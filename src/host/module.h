@@ -1,6 +1,8 @@
 #pragma once
 // The process-wide module: the server's lock count and the shutdown it triggers. Every live COM
 // object of the server holds one lock; when the last one goes, the message loop is told to quit.
+#include "packages/package_store.h"
+
 #include <windows.h>
 
 namespace tarv {
@@ -20,6 +22,8 @@ public:
     bool delayShutdown = true;
     bool activity = false;
     DWORD pauseMs = 1000;
+    // The persistent options as last read from the registry.
+    ServerOptions options;
 };
 
 } // namespace tarv

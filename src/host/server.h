@@ -1,0 +1,36 @@
+#pragma once
+// Starting, registering and running the server process.
+#include <windows.h>
+
+#include <string>
+
+namespace tarv {
+
+// The server's own file version "major.minor.build.revision"; empty until computed, "<unknown>" if
+// the version block has no root.
+extern char versionString[128];
+void computeVersionString();
+
+// Set when registration goes to the current user's classes instead of the machine's.
+extern BYTE perUserRegistration;
+
+// Module set-up before the entry: COM on this thread (single-threaded apartment), common
+// controls, the options. Returns false if COM could not be initialised.
+bool initialiseModule();
+void shutdownModule();
+
+// Registration of the application, the creatable classes and the type library, and its reverse.
+// Each stops at the first failure and returns it.
+HRESULT registerServer();
+HRESULT unregisterServer();
+
+// Runs the module on the process's full command line: a registration switch acts and returns its
+// status; otherwise the class objects are registered and the message loop runs until the last
+// lock on the server is given up.
+int runModule(const char* fullCommandLine);
+
+// The owner-supplied texts of the registration.
+extern const char* const kVendorUrl;
+extern const char* const kOwnerNotice;
+
+} // namespace tarv

@@ -1,0 +1,72 @@
+#pragma once
+// Making proxies. A proxy is made only where a call log exists, afresh at every crossing of an
+// interface pointer: there is no map from foreign objects to proxies.
+#include "proxy/exposed_object_base.h"
+#include "proxy/method.h"
+
+namespace tarv {
+
+// The factory steps shared by all proxy factories. `configure` sets the class's own values
+// (material version, direction) before the foreign object is attached. Returns the proxy's
+// IDispatch with the one reference that passes to the caller.
+template <class C, class Configure>
+ComPtr<IDispatch> createProxy(IUnknown* foreign, CallLog* log, ExposedObjectBase* owner, int readOnly,
+                              Configure&& configure)
+{
+    C* proxy = new C();
+    configure(*proxy);
+    proxy->attachObject(ComPtr<IUnknown>(foreign).detach());
+    proxy->attachLog(log, nullptr);
+    proxy->setOwner(owner);
+    proxy->setReadOnly(readOnly);
+    if (owner) owner->addChild(proxy);
+    ComPtr<IDispatch> result;
+    proxy->QueryInterface(IID_IDispatch, result.putVoid());
+    return result;
+}
+
+// Factories of proxies that the exposed objects make but whose classes live in other subsystems;
+// each subsystem installs its own when it is set up.
+struct ProxyFactories {
+    ComPtr<IDispatch> (*simulationContext)(IDispatch* foreign, CallLog* log, ExposedObjectBase* owner,
+                                           int readOnly) = nullptr;
+    ComPtr<IDispatch> (*parameterCollection)(IDispatch* foreign, CallLog* log, ExposedObjectBase* owner,
+                                             int isInput, int readOnly) = nullptr;
+};
+
+ProxyFactories& proxyFactories();
+
+// Step of a method whose foreign call returns an interface: the call fills a local (slot()), and
+// after a success a non-null result reaches the caller as a proxy made by `make`, the foreign
+// reference going with the local; a null result gives null. The out-argument is logged as the
+// caller receives it. After a failure the caller's location is set to null, or left alone.
+// Without a log no proxy is made: the caller gets the foreign result as it came.
+template <class Make>
+struct WrapResult {
+    const char* name;
+    IDispatch** out;
+    Make make;
+    bool nullOnFailure = true;
+    ComPtr<IDispatch> local{};
+
+    IDispatch** slot() { return local.put(); }
+    void afterForward(ProxyCall& c)
+    {
+        if (!c.log) {
+            *out = local.detach();
+            return;
+        }
+        if (FAILED(c.result)) {
+            if (nullOnFailure) *out = nullptr;
+            return;
+        }
+        *out = local ? make(local.get()).detach() : nullptr;
+        local.reset();
+    }
+    void after(ProxyCall& c) const { c.log->argInterface(name, 0, *out); }
+};
+
+template <class Make>
+WrapResult(const char*, IDispatch**, Make, bool = true) -> WrapResult<Make>;
+
+} // namespace tarv

@@ -1,0 +1,555 @@
+// The proxy framework read through its log: the method template and its refusals, the error and
+// identification families, exposed objects, the interface policy, creation, and the barrier as a
+// proxied call sees it.
+#include "com/bstr.h"
+#include "com/variant.h"
+#include "kit/kit.h"
+#include "proxy/test_proxies.h"
+#include "support/log_capture.h"
+
+#include <gtest/gtest.h>
+
+using kit::Object;
+using tarv::Bstr;
+using tarv::ComPtr;
+using testproxy::TestExposed;
+using testproxy::TestProxy;
+using testsupport::LogCapture;
+using testsupport::occurrences;
+
+namespace {
+
+// An outward proxy over a kit object on the capture's log, owned by nobody.
+template <class I = ICapeDiagnostic>
+ComPtr<I> proxyOf(Object* foreign, LogCapture& capture, int readOnly = 0)
+{
+    ComPtr<IDispatch> d = testproxy::createTestProxy(foreign, capture.log(), nullptr, readOnly);
+    return d.query<I>();
+}
+
+TestProxy* impl(IUnknown* proxy)
+{
+    return static_cast<TestProxy*>(static_cast<ICapeDiagnostic*>(proxy));
+}
+
+ULONG serverLocks()
+{
+    ULONG n = CoAddRefServerProcess();
+    CoReleaseServerProcess();
+    return n - 1;
+}
+
+const char* const kNotCreated = R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Kit object">
+ <arg name="message" direc="in" type="string">
+  <argval value="&quot;hi&quot;"/>
+ </arg>
+ <error value="object not created"/>
+</func>
+)";
+
+} // namespace
+
+// --- The method template -------------------------------------------------------------------------
+
+TEST(MethodTemplate, ForwardsAndLogsArgumentsInBothDirections)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
+    kitObject->returns(&ICapeCOSEUtilities::get_NamedValue, tarv::Variant::fromDouble(2.5));
+    auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
+    tarv::Variant value;
+    ASSERT_EQ(proxy->get_NamedValue(Bstr(L"T").get(), value.put()), S_OK);
+    EXPECT_EQ(value.get().dblVal, 2.5);
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
+ <arg name="name" direc="in" type="string">
+  <argval value="&quot;T&quot;"/>
+ </arg>
+ <arg name="NamedValue" direc="out" type="VT_R8">
+  <argval value="2.5"/>
+ </arg>
+</func>
+)");
+}
+
+TEST(MethodTemplate, RefusesWithoutForeignObjectAndClosesTheRecordWithSuccess)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    auto proxy = proxyOf(kitObject.get(), capture);
+    impl(proxy.get())->releaseInterfaces();
+    EXPECT_EQ(proxy->LogMessage(Bstr(L"hi").get()), E_UNEXPECTED);
+    EXPECT_EQ(capture.records(), kNotCreated);
+    EXPECT_EQ(kitObject->callCount("ICapeDiagnostic::LogMessage"), 0u);
+}
+
+TEST(MethodTemplate, MissingInterfaceWarnsAndIsAskedForAgainNextTime)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
+    ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
+    // The proxy's default face is its ICapeDiagnostic, which the foreign object lacks.
+    ICapeDiagnostic* diagnostic = static_cast<ICapeDiagnostic*>(proxy.get());
+    kitObject->clearQueries();
+    EXPECT_EQ(diagnostic->LogMessage(Bstr(L"a").get()), E_NOINTERFACE);
+    EXPECT_EQ(diagnostic->LogMessage(Bstr(L"b").get()), E_NOINTERFACE);
+    EXPECT_EQ(occurrences(capture.records(), "<warning value=\"Interface not exposed by object\"/>"), 2u);
+    EXPECT_EQ(occurrences(capture.records(), "</func>"), 2u);
+    size_t asked = 0;
+    for (const IID& iid : kitObject->queries()) asked += iid == IID_ICapeDiagnostic;
+    EXPECT_EQ(asked, 2u);
+}
+
+TEST(MethodTemplate, ReadOnlyIsReportedAndTheCallStillReachesTheObject)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    auto proxy = proxyOf(kitObject.get(), capture, 1);
+    EXPECT_EQ(proxy->PopUpMessage(Bstr(L"x").get()), S_OK);
+    EXPECT_EQ(kitObject->callCount("ICapeDiagnostic::PopUpMessage"), 1u);
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeDiagnostic::PopUpMessage" direc="out" object="Kit object">
+ <error value="This object should be considered read-only"/>
+ <arg name="message" direc="in" type="string">
+  <argval value="&quot;x&quot;"/>
+ </arg>
+</func>
+)");
+}
+
+TEST(MethodTemplate, ForeignFailurePassesThroughWithItsDescriptionAndNoOutArguments)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeCOSEUtilities, ECapeUser, ICapeIdentification>();
+    kitObject->fail(&ICapeCOSEUtilities::get_NamedValueList, static_cast<HRESULT>(0x80040509))
+        .errorDescription(L"no named values here");
+    auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
+    tarv::Variant names;
+    EXPECT_EQ(proxy->get_NamedValueList(names.put()), static_cast<HRESULT>(0x80040509));
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeCOSEUtilities::get_NamedValueList" direc="out" object="Kit object">
+ <error value="ECapeNoImplHR: no named values here"/>
+</func>
+)");
+}
+
+TEST(MethodTemplate, EveryProxyHoldsOneServerLockForItsLife)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    ULONG before = serverLocks();
+    {
+        auto a = proxyOf(kitObject.get(), capture);
+        auto b = proxyOf(kitObject.get(), capture);
+        EXPECT_EQ(serverLocks(), before + 2);
+    }
+    EXPECT_EQ(serverLocks(), before);
+    EXPECT_EQ(kitObject->refCount(), 1u);
+}
+
+// --- The error and identification families -------------------------------------------------------
+
+TEST(ErrorInterfaces, GettersForwardTheLiveErrorStateAndTheBoundsUseTheirMethodNames)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ECapeBoundaries, ECapeBadCOParameter, ECapeUser, ICapeIdentification>();
+    auto parameter = Object::create<ICapeParameter>();
+    kitObject->returns(&ECapeBoundaries::get_LowerBound, 1.5)
+        .returns(&ECapeBadCOParameter::get_parameter, parameter->ptr<ICapeParameter>())
+        .returns(&ECapeUser::get_code, 7L);
+    auto proxy = proxyOf<ECapeBoundaries>(kitObject.get(), capture);
+    double lower = 0;
+    ASSERT_EQ(proxy->get_LowerBound(&lower), S_OK);
+    EXPECT_EQ(lower, 1.5);
+    ComPtr<IDispatch> raw;
+    ASSERT_EQ(proxy.query<ECapeBadCOParameter>()->get_parameter(raw.put()), S_OK);
+    // The parameter of the error comes back raw: no proxy, no name asked.
+    EXPECT_EQ(raw.get(), static_cast<IDispatch*>(parameter->ptr<ICapeParameter>()));
+    LONG code = 0;
+    ASSERT_EQ(proxy.query<ECapeUser>()->get_code(&code), S_OK);
+    EXPECT_EQ(code, 7);
+    std::string records = capture.records();
+    EXPECT_NE(records.find(R"(<arg name="get_LowerBound" direc="out" type="double">)"), std::string::npos) << records;
+    EXPECT_NE(records.find(R"(<func name="ECapeBadCOParameter::get_parameter" direc="out" object="Kit object">)"),
+              std::string::npos);
+    EXPECT_NE(records.find(R"(<func name="ECapeUser::get_code" direc="out" object="Kit object">)"), std::string::npos);
+}
+
+TEST(Identification, EmptiedProxyStillAnswersItsNameWithAnError)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    auto proxy = proxyOf<ICapeIdentification>(kitObject.get(), capture);
+    impl(proxy.query<ICapeDiagnostic>().get())->releaseInterfaces();
+    Bstr name;
+    EXPECT_EQ(proxy->get_ComponentName(name.put()), S_OK);
+    EXPECT_EQ(name.wide(), L"Uninitialized object");
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeIdentification::get_ComponentName" direc="out" object="Kit object">
+ <error value="Object is not created or initialized"/>
+ <arg name="name" direc="out" type="string">
+  <argval value="&quot;Uninitialized object&quot;"/>
+ </arg>
+</func>
+)");
+}
+
+TEST(Identification, ASuccessfulRenameShowsInLaterRecordsAndAFailedOneDoesNot)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Old");
+    auto proxy = proxyOf<ICapeIdentification>(kitObject.get(), capture);
+    kitObject->fail(&ICapeIdentification::put_ComponentName, E_FAIL);
+    EXPECT_EQ(proxy->put_ComponentName(Bstr(L"Refused").get()), E_FAIL);
+    kitObject->unscript(&ICapeIdentification::put_ComponentName);
+    EXPECT_EQ(proxy->put_ComponentName(Bstr(L"New").get()), S_OK);
+    proxy.query<ICapeDiagnostic>()->LogMessage(Bstr(L"m").get());
+    std::string records = capture.records();
+    EXPECT_EQ(occurrences(records, "object=\"Old\""), 2u) << records;
+    EXPECT_EQ(occurrences(records, "object=\"New\""), 1u);
+    EXPECT_EQ(occurrences(records, "object=\"Refused\""), 0u);
+}
+
+TEST(Identification, OriginalObjectIsTheForeignOneAndNeverLogged)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    auto proxy = proxyOf<IOriginalObject64>(kitObject.get(), capture);
+    ASSERT_TRUE(proxy);
+    EXPECT_EQ(proxy->GetOriginalObject(nullptr), E_POINTER);
+    ComPtr<IUnknown> original;
+    ASSERT_EQ(proxy->GetOriginalObject(original.put()), S_OK);
+    EXPECT_EQ(original.get(), static_cast<IUnknown*>(kitObject.get()));
+    impl(proxy.query<ICapeDiagnostic>().get())->releaseInterfaces();
+    ASSERT_EQ(proxy->GetOriginalObject(original.put()), S_OK);
+    EXPECT_FALSE(original);
+    EXPECT_EQ(capture.records(), "");
+}
+
+// --- Creation and the name fetch -----------------------------------------------------------------
+
+TEST(Creation, TheNameFetchReportsWhatTheObjectCannotTell)
+{
+    struct Case {
+        const char* what;
+        std::function<ComPtr<Object>()> make;
+        const char* record;
+        const char* name;
+    } cases[] = {
+        {"no identification", [] { return Object::create<ICapeDiagnostic>(); },
+         "<warning value=\"Object does not implement ICapeIdentification\"/>\n", "<unknown>"},
+        {"failing name", [] {
+             auto o = Object::create<ICapeDiagnostic, ICapeIdentification, ECapeUser>();
+             o->fail(&ICapeIdentification::get_ComponentName, static_cast<HRESULT>(0x80040509)).errorDescription(L"nameless");
+             return o;
+         }, "<error value=\"Failed to get name from object: nameless\"/>\n", "<unknown>"},
+        {"empty name", [] { return Object::create<ICapeDiagnostic, ICapeIdentification>(L""); },
+         "<warning value=\"Object&apos;s name is empty\"/>\n", ""},
+        {"null name", [] {
+             auto o = Object::create<ICapeDiagnostic, ICapeIdentification>();
+             o->on(&ICapeIdentification::get_ComponentName, [](BSTR* n) { *n = nullptr; });
+             return o;
+         }, "<warning value=\"Object&apos;s name is empty\"/>\n", ""},
+    };
+    for (const Case& c : cases) {
+        LogCapture capture;
+        auto kitObject = c.make();
+        auto proxy = proxyOf(kitObject.get(), capture);
+        EXPECT_EQ(capture.records(), c.record) << c.what;
+        EXPECT_EQ(impl(proxy.get())->name(), c.name) << c.what;
+    }
+}
+
+TEST(Creation, EveryCrossingMakesANewProxyAndAsksTheNameAgain)
+{
+    LogCapture capture;
+    auto collection = Object::create<ICapeCollection, ICapeIdentification>(L"Items");
+    auto item = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Item");
+    collection->returns(&ICapeCollection::Item, item->ptr<ICapeDiagnostic>());
+    auto exposed = testproxy::expose(collection.get(), capture.log());
+    ComPtr<IDispatch> first, second;
+    ASSERT_EQ(exposed->Item(tarv::Variant::fromLong(1).get(), first.put()), S_OK);
+    ASSERT_EQ(exposed->Item(tarv::Variant::fromLong(1).get(), second.put()), S_OK);
+    EXPECT_NE(first.get(), second.get());
+    EXPECT_EQ(exposed->children().size(), 2u);
+    // Two per crossing: the new proxy's name fetch, and the log's look at the proxy it hands out.
+    EXPECT_EQ(item->callCount("ICapeIdentification::get_ComponentName"), 4u);
+    // The log shows the proxy with the item's name, and the items' calls go out under it.
+    EXPECT_NE(capture.records().find("interface to object &quot;Item&quot;"), std::string::npos);
+    first.query<ICapeDiagnostic>()->LogMessage(Bstr(L"x").get());
+    EXPECT_NE(capture.records().find(R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Item">)"),
+              std::string::npos);
+}
+
+TEST(Creation, ANullResultReachesTheCallerAsNull)
+{
+    LogCapture capture;
+    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
+    collection->on(&ICapeCollection::Item, [](VARIANT, IDispatch** out) { *out = nullptr; });
+    auto exposed = testproxy::expose(collection.get(), capture.log());
+    IDispatch* item = reinterpret_cast<IDispatch*>(1);
+    EXPECT_EQ(exposed->Item(tarv::Variant::fromLong(1).get(), &item), S_OK);
+    EXPECT_EQ(item, nullptr);
+    EXPECT_TRUE(exposed->children().empty());
+    EXPECT_NE(capture.records().find("<argval value=\"NULL\"/>"), std::string::npos);
+}
+
+// --- Exposed objects -----------------------------------------------------------------------------
+
+TEST(ExposedObject, UtilitiesOfAnObjectWithoutThemAreSilentOrRefusedAsEachMethodSays)
+{
+    LogCapture capture;
+    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
+    auto exposed = testproxy::expose(collection.get(), capture.log());
+    EXPECT_EQ(exposed->Initialize(), S_OK);
+    EXPECT_EQ(exposed->Terminate(), S_OK);
+    EXPECT_EQ(exposed->put_simulationContext(nullptr), S_OK);
+    EXPECT_EQ(exposed->Edit(), E_NOINTERFACE);
+    ComPtr<IDispatch> parameters;
+    EXPECT_EQ(exposed->get_parameters(parameters.put()), E_NOINTERFACE);
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeUtilities::Initialize" direc="in" object="Exposed">
+</func>
+<func name="ICapeUtilities::Terminate" direc="in" object="Exposed">
+</func>
+<func name="ICapeUtilities::put_simulationContext" direc="in" object="Exposed">
+ <arg name="context" direc="in" type="interface">
+  <argval value="NULL"/>
+ </arg>
+</func>
+<func name="ICapeUtilities::Edit" direc="in" object="Exposed">
+ <warning value="Interface not exposed by object"/>
+</func>
+<func name="ICapeUtilities::get_parameters" direc="in" object="Exposed">
+ <warning value="Interface not exposed by object"/>
+</func>
+)");
+}
+
+TEST(ExposedObject, AllUtilitiesRefuseWithoutForeignObject)
+{
+    LogCapture capture;
+    auto collection = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    auto exposed = testproxy::expose(collection.get(), capture.log());
+    exposed->releaseInterfaces();
+    ComPtr<IDispatch> parameters;
+    EXPECT_EQ(exposed->Initialize(), E_UNEXPECTED);
+    EXPECT_EQ(exposed->Terminate(), E_UNEXPECTED);
+    EXPECT_EQ(exposed->Edit(), E_UNEXPECTED);
+    EXPECT_EQ(exposed->put_simulationContext(nullptr), E_UNEXPECTED);
+    EXPECT_EQ(exposed->get_parameters(parameters.put()), E_UNEXPECTED);
+    EXPECT_EQ(occurrences(capture.records(), "<error value=\"object not created\"/>"), 5u);
+}
+
+TEST(ExposedObject, EditRefreshesTheNameAfterItAndComplainsAboutReadOnlyAfterTheForward)
+{
+    LogCapture capture;
+    auto collection = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>(L"Before");
+    collection->on(&ICapeUtilities::Edit, [&] { collection->setName(L"After"); });
+    auto exposed = testproxy::expose(collection.get(), capture.log(), "Before");
+    exposed->setReadOnly(1);
+    EXPECT_EQ(exposed->Edit(), S_OK);
+    LONG count = 0;
+    exposed->Count(&count);
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeUtilities::Edit" direc="in" object="Before">
+ <error value="This object should be considered read-only"/>
+</func>
+<func name="ICapeCollection::Count" direc="in" object="After">
+ <arg name="itemsCount" direc="out" type="long">
+  <argval value="0"/>
+ </arg>
+</func>
+)");
+}
+
+TEST(ExposedObject, TheContextIsWrappedWithALogAndPassesRawWithout)
+{
+    testproxy::installTestFactories();
+    auto context = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Context");
+    for (bool logged : {true, false}) {
+        LogCapture capture;
+        auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+        ComPtr<IDispatch> received;
+        package->on(&ICapeUtilities::put_simulationContext, [&](IDispatch* c) { received = ComPtr<IDispatch>(c); });
+        auto exposed = testproxy::expose(package.get(), logged ? capture.log() : nullptr);
+        ASSERT_EQ(exposed->put_simulationContext(context->ptr<ICapeDiagnostic>()), S_OK);
+        if (logged) {
+            EXPECT_NE(received.get(), static_cast<IDispatch*>(context->ptr<ICapeDiagnostic>()));
+            // The package's call back to the context goes out through the proxy.
+            received.query<ICapeDiagnostic>()->LogMessage(Bstr(L"hello").get());
+            EXPECT_NE(capture.records().find(R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Context">)"),
+                      std::string::npos);
+            EXPECT_EQ(exposed->children().size(), 1u);
+        } else {
+            EXPECT_EQ(received.get(), static_cast<IDispatch*>(context->ptr<ICapeDiagnostic>()));
+            EXPECT_TRUE(exposed->children().empty());
+        }
+    }
+}
+
+TEST(ExposedObject, ChildrenLeftAtFinalReleaseAreReportedEmptiedAndSilent)
+{
+    testproxy::installTestFactories();
+    LogCapture capture("Package");
+    auto context = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Context");
+    auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    ComPtr<IDispatch> kept;
+    package->on(&ICapeUtilities::put_simulationContext, [&](IDispatch* c) { kept = ComPtr<IDispatch>(c); });
+    {
+        auto exposed = testproxy::expose(package.get(), capture.log(), "Package");
+        exposed->put_simulationContext(context->ptr<ICapeDiagnostic>());
+        package->unscript(&ICapeUtilities::put_simulationContext);   // the package's own copy stays in `kept`
+    }
+    std::string text = capture.text();
+    EXPECT_NE(text.find("<warning value=\"Object &quot;Context&quot; (type: Test Proxy) is not released at final "
+                        "release of &quot;Package&quot; (reference count 1)\"/>"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("</tarvlogdocument>"), std::string::npos);
+    // The leftover is emptied and its log closed: it answers, but writes nothing.
+    EXPECT_FALSE(kept.query<ICapeDiagnostic>());
+    std::string before = capture.text();
+    EXPECT_EQ(static_cast<ICapeDiagnostic*>(kept.get())->LogMessage(Bstr(L"late").get()), E_UNEXPECTED);
+    EXPECT_EQ(capture.text(), before);
+    EXPECT_EQ(context->refCount(), 1u);
+}
+
+TEST(ExposedObject, AChildThatDiesInTheFirstPassLetsTheNextOneBeReported)
+{
+    testproxy::installTestFactories();
+    LogCapture capture("Package");
+    auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    auto first = Object::create<ICapeDiagnostic, ICapeIdentification>(L"First");
+    auto second = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Second");
+    std::vector<ComPtr<IDispatch>> held;
+    package->on(&ICapeUtilities::put_simulationContext, [&](IDispatch* c) { held.emplace_back(c); });
+    {
+        auto exposed = testproxy::expose(package.get(), capture.log(), "Package");
+        exposed->put_simulationContext(first->ptr<ICapeDiagnostic>());
+        exposed->put_simulationContext(second->ptr<ICapeDiagnostic>());
+        // The first proxy's only holder becomes its own foreign object: releasing that object in
+        // the first pass destroys the proxy, which leaves the list.
+        first->on(&ICapeDiagnostic::PopUpMessage, [keep = held[0]](BSTR) {});
+        held.erase(held.begin());
+        first.reset();
+        package->unscript(&ICapeUtilities::put_simulationContext);
+    }
+    std::string text = capture.text();
+    EXPECT_EQ(occurrences(text, "is not released at final release"), 1u) << text;
+    EXPECT_NE(text.find("Object &quot;Second&quot;"), std::string::npos);
+    // The reported child kept its foreign object: it was passed over in the first pass.
+    EXPECT_EQ(second->refCount(), 2u);
+}
+
+// --- Interface policy ----------------------------------------------------------------------------
+
+TEST(InterfacePolicy, KnownInterfacesFollowTheForeignObjectAndAreAlwaysTheProxysOwn)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ECapeUser, ECapeNoImpl, ICapeIdentification>();
+    ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
+    ComPtr<ECapeUser> user = proxy.query<ECapeUser>();
+    ASSERT_TRUE(user);
+    EXPECT_NE(user.get(), kitObject->ptr<ECapeUser>());
+    EXPECT_TRUE(proxy.query<ECapeNoImpl>());
+    EXPECT_FALSE(proxy.query<ICapeCOSEUtilities>());
+    EXPECT_EQ(capture.records(), "<warning value=\"Kit object: QueryInterface not returning supported interface "
+                                 "ICapeCOSEUtilities: object does not expose it (returning E_NOINTERFACE)\"/>\n");
+    // IUnknown is the proxy's identity, whichever interface it is asked through.
+    ComPtr<IUnknown> a = proxy.query<IUnknown>(), b = user.query<IUnknown>();
+    EXPECT_EQ(a.get(), b.get());
+}
+
+TEST(InterfacePolicy, PrivateAndMarshalingQueriesNeverReachTheForeignObject)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
+    kitObject->clearQueries();
+    EXPECT_TRUE(proxy.query<IOriginalObject64>());
+    ComPtr<IUnknown> marshal;
+    EXPECT_EQ(proxy->QueryInterface(IID_IMarshal, marshal.putVoid()), E_NOINTERFACE);
+    EXPECT_FALSE(marshal);
+    EXPECT_TRUE(kitObject->queries().empty());
+    // The interface's registered name, or its identifier where the platform registers no name.
+    EXPECT_EQ(capture.records(), "<info value=\"Kit object: QueryInterface for unsupported interface " +
+                                     tarv::CallLog::interfaceName(IID_IMarshal) + " results E_NOINTERFACE\"/>\n");
+}
+
+TEST(InterfacePolicy, UnknownInterfacesComeBackRawWithANote)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeParameter, ICapeIdentification>();
+    ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
+    ComPtr<ICapeParameter> raw = proxy.query<ICapeParameter>();
+    EXPECT_EQ(raw.get(), kitObject->ptr<ICapeParameter>());
+    EXPECT_EQ(capture.records(),
+              "<info value=\"Kit object: QueryInterface for unsupported interface ICapeParameter results NOERROR\"/>\n");
+}
+
+TEST(InterfacePolicy, AnEmptiedProxyAnswersOnlyItsIdentity)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ECapeUser, ICapeIdentification>();
+    ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
+    impl(proxy.query<ICapeDiagnostic>().get())->releaseInterfaces();
+    EXPECT_TRUE(proxy.query<IUnknown>());
+    EXPECT_TRUE(proxy.query<IDispatch>());
+    EXPECT_FALSE(proxy.query<ECapeUser>());
+    EXPECT_FALSE(proxy.query<IOriginalObject64>());
+    EXPECT_EQ(occurrences(capture.records(), ": object not created (returning E_NOINTERFACE)\"/>"), 2u);
+}
+
+TEST(InterfacePolicy, WithoutLogOrForeignObjectAQueryEndsQuietlyEmpty)
+{
+    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
+    auto exposed = testproxy::expose(collection.get(), nullptr);
+    EXPECT_FALSE(exposed.query<ICapeUtilities>());   // the foreign object lacks it; nothing to tell
+    exposed->releaseInterfaces();
+    ComPtr<ECapeUser> user;
+    EXPECT_EQ(exposed->QueryInterface(IID_ECapeUser, user.putVoid()), E_NOINTERFACE);
+    EXPECT_FALSE(user);
+}
+
+// --- The barrier, as a proxied call sees it ------------------------------------------------------
+
+TEST(ProxiedCall, AFaultInTheComponentBecomesAnErrorRecordAndTheNextCallWorks)
+{
+    struct Case {
+        kit::Fault fault;
+        const char* record;
+    } cases[] = {
+        {kit::Fault::AccessViolation,
+         "<error value=\"Uncaught SEH exception during function call: EXCEPTION_ACCESS_VIOLATION: The thread tried to "
+         "read from or write to a virtual address for which it does not have the appropriate access.\"/>"},
+        {kit::Fault::IntDivideByZero,
+         "<error value=\"Uncaught SEH exception during function call: EXCEPTION_INT_DIVIDE_BY_ZERO: The thread tried to "
+         "divide an integer value by an integer divisor of zero.\"/>"},
+        {kit::Fault::ThrowText("disk on fire"), "<error value=\"Uncaught exception during function call: disk on fire\"/>"},
+        {kit::Fault::ThrowInt(3), "<error value=\"Uncaught exception during function call\"/>"},
+    };
+    for (const Case& c : cases) {
+        LogCapture capture;
+        auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
+        kitObject->fault(&ICapeCOSEUtilities::get_NamedValue, c.fault);
+        auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
+        VARIANT untouched;
+        untouched.vt = VT_I4;
+        untouched.lVal = 99;
+        EXPECT_EQ(proxy->get_NamedValue(Bstr(L"x").get(), &untouched), E_UNEXPECTED);
+        EXPECT_EQ(untouched.vt, VT_I4);
+        EXPECT_EQ(untouched.lVal, 99);
+        std::string records = capture.records();
+        EXPECT_NE(records.find(c.record), std::string::npos) << records;
+        EXPECT_NE(records.find("<error value=\"E_UNEXPECTED: "), std::string::npos) << records;
+        EXPECT_EQ(records.find("<arg name=\"NamedValue\""), std::string::npos);
+        kitObject->unscript(&ICapeCOSEUtilities::get_NamedValue);
+        tarv::Variant value;
+        EXPECT_EQ(proxy->get_NamedValue(Bstr(L"y").get(), value.put()), S_OK);
+    }
+}
+
+TEST(ProxiedCall, WithoutALogTheCallerStillGetsUnexpected)
+{
+    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
+    collection->fault(&ICapeCollection::Count, kit::Fault::AccessViolation);
+    auto exposed = testproxy::expose(collection.get(), nullptr);
+    LONG count = 5;
+    EXPECT_EQ(exposed->Count(&count), E_UNEXPECTED);
+    EXPECT_EQ(count, 5);
+}

@@ -1,0 +1,49 @@
+#pragma once
+// Proxies made for the framework's tests, one of each kind of the method template: an outward
+// proxy that exists only with a log (like a material), and an exposed root that exists with or
+// without one (like a package).
+#include "proxy/factory.h"
+#include "proxy/proxy_class.h"
+
+namespace testproxy {
+
+using tarv::CallLog;
+using tarv::ComPtr;
+
+class TestProxy : public tarv::ProxyClass<TestProxy, tarv::CapeOpenBase, ICapeDiagnostic, ICapeDiagnostic,
+                                          ICapeCOSEUtilities> {
+public:
+    TestProxy();
+    HRESULT STDMETHODCALLTYPE PopUpMessage(BSTR message) override;    // a changing method
+    HRESULT STDMETHODCALLTYPE LogMessage(BSTR message) override;
+    HRESULT STDMETHODCALLTYPE get_NamedValueList(VARIANT* names) override;
+    HRESULT STDMETHODCALLTYPE get_NamedValue(BSTR name, VARIANT* value) override;
+    void releaseInterfaces() override;
+
+private:
+    ComPtr<ICapeDiagnostic> diagnostic_;
+    ComPtr<ICapeCOSEUtilities> cose_;
+};
+
+ComPtr<IDispatch> createTestProxy(IUnknown* foreign, CallLog* log, tarv::ExposedObjectBase* owner, int readOnly);
+
+class TestExposed : public tarv::ProxyClass<TestExposed, tarv::ExposedObjectBase, ICapeCollection, ICapeCollection> {
+public:
+    TestExposed();
+    // The item comes back as a TestProxy child of this object.
+    HRESULT STDMETHODCALLTYPE Item(VARIANT id, IDispatch** item) override;
+    HRESULT STDMETHODCALLTYPE Count(LONG* count) override;
+    void releaseInterfaces() override;
+
+private:
+    ComPtr<ICapeCollection> collection_;
+};
+
+// An exposed object over `foreign` (whose reference it takes), logged when `log` is given, as the
+// server's resolution makes them.
+ComPtr<TestExposed> expose(IUnknown* foreign, CallLog* log, const char* name = "Exposed");
+
+// The test factories for what exposed objects wrap (simulation context, parameter collection).
+void installTestFactories();
+
+} // namespace testproxy

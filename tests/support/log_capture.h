@@ -1,0 +1,34 @@
+#pragma once
+// A call log on a temporary file, for tests that read what proxies wrote.
+#include "log/call_log.h"
+
+#include <string>
+
+namespace testsupport {
+
+class LogCapture {
+public:
+    explicit LogCapture(const char* objectName = "Package", const char* objectType = "Test object");
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    // The log, with one share held by this capture until it is destroyed.
+    tarv::CallLog* log() const { return log_; }
+    const std::string& path() const { return path_; }
+
+    // The whole file as written so far, line ends as in the file.
+    std::string text() const;
+    // The records after the opening lines (prolog, root and the three opening infos), with CR LF
+    // turned into LF.
+    std::string records() const;
+
+private:
+    std::string path_;
+    tarv::CallLog* log_ = nullptr;
+};
+
+// The number of times `part` occurs in `text`.
+size_t occurrences(const std::string& text, const std::string& part);
+
+} // namespace testsupport
