@@ -13,7 +13,6 @@
 
 using namespace tarv;
 using testsupport::DialogAnswerer;
-using testsupport::messageBoxIcon;
 
 namespace {
 
@@ -121,7 +120,7 @@ TEST_F(LogFileTest, AFileThatCannotBeOpenedIsReportedAndNoLogIsMade)
     EXPECT_EQ(seen[0].text.rfind("Failed to open log file \"" + path + "\" for writing: ", 0), 0u) << seen[0].text;
     EXPECT_NE(seen[0].text.find("\r\nLogging will not be enabled"), std::string::npos);
     EXPECT_EQ(seen[0].buttons, std::vector<int>{IDOK});
-    EXPECT_EQ(seen[0].icon, messageBoxIcon(MB_ICONERROR));
+    EXPECT_EQ(seen[0].icon, MB_ICONERROR);
 }
 
 TEST_F(LogFileTest, ClosingAsksAsTheOptionWasLastReadAndNoLeavesItClosed)
@@ -139,7 +138,7 @@ TEST_F(LogFileTest, ClosingAsksAsTheOptionWasLastReadAndNoLeavesItClosed)
     auto seen = no.seen();
     EXPECT_EQ(seen[0].text, "Open log file \"" + path + "\"?");
     EXPECT_EQ(seen[0].buttons, (std::vector<int>{IDYES, IDNO}));
-    EXPECT_EQ(seen[0].icon, messageBoxIcon(MB_ICONQUESTION));
+    EXPECT_EQ(seen[0].icon, MB_ICONQUESTION);
     // The file is complete and can be opened for reading with sharing refused, as the viewer does.
     HANDLE h = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     EXPECT_NE(h, INVALID_HANDLE_VALUE);

@@ -27,16 +27,38 @@ BOOL CALLBACK findByCaption(HWND window, LPARAM param)
 
 } // namespace
 
-HICON messageBoxIcon(UINT iconFlag)
+namespace {
+
+// The pixels of an icon, to recognise a standard icon shown by another process.
+std::string iconBits(HICON icon)
 {
-    switch (iconFlag) {
-    case MB_ICONERROR: return LoadIconA(nullptr, MAKEINTRESOURCEA(32513));      // IDI_HAND
-    case MB_ICONQUESTION: return LoadIconA(nullptr, MAKEINTRESOURCEA(32514));   // IDI_QUESTION
-    case MB_ICONWARNING: return LoadIconA(nullptr, MAKEINTRESOURCEA(32515));    // IDI_EXCLAMATION
-    case MB_ICONINFORMATION: return LoadIconA(nullptr, MAKEINTRESOURCEA(32516)); // IDI_ASTERISK
-    default: return nullptr;
+    ICONINFO info{};
+    if (!icon || !GetIconInfo(icon, &info)) return {};
+    std::string bits;
+    for (HBITMAP bitmap : {info.hbmColor, info.hbmMask}) {
+        if (!bitmap) continue;
+        BITMAP bm{};
+        GetObjectA(bitmap, sizeof bm, &bm);
+        std::string part(static_cast<size_t>(bm.bmWidthBytes) * bm.bmHeight, '\0');
+        GetBitmapBits(bitmap, static_cast<LONG>(part.size()), part.data());
+        bits += part;
+        DeleteObject(bitmap);
     }
+    return bits;
 }
+
+UINT standardIcon(HICON shown)
+{
+    std::string bits = iconBits(shown);
+    if (bits.empty()) return 0;
+    const std::pair<UINT, int> standard[] = {{MB_ICONERROR, 32513}, {MB_ICONQUESTION, 32514},
+                                             {MB_ICONWARNING, 32515}, {MB_ICONINFORMATION, 32516}};
+    for (const auto& [flag, resource] : standard)
+        if (iconBits(LoadIconA(nullptr, MAKEINTRESOURCEA(resource))) == bits) return flag;
+    return 0;
+}
+
+} // namespace
 
 DialogAnswerer::DialogAnswerer(std::string caption, int button, int times, std::string fileName)
     : caption_(std::move(caption)), button_(button), times_(times), fileName_(std::move(fileName)),
@@ -84,7 +106,9 @@ void DialogAnswerer::run()
         seen.text = text;
         for (int id : {IDOK, IDCANCEL, IDYES, IDNO})
             if (GetDlgItem(w, id)) seen.buttons.push_back(id);
-        seen.icon = reinterpret_cast<HICON>(SendDlgItemMessageA(w, kMessageBoxIcon, STM_GETICON, 0, 0));
+        HICON icon = reinterpret_cast<HICON>(SendDlgItemMessageA(w, kMessageBoxIcon, STM_GETICON, 0, 0));
+        seen.hasIcon = icon != nullptr;
+        seen.icon = standardIcon(icon);
         GetWindowThreadProcessId(w, &seen.processId);
         {
             std::lock_guard<std::mutex> guard(lock_);

@@ -16,7 +16,9 @@ struct SeenDialog {
     std::string caption;
     std::string text;              // a message box's text
     std::vector<int> buttons;      // the standard buttons present (IDOK, IDCANCEL, IDYES, IDNO)
-    HICON icon = nullptr;          // a message box's icon
+    bool hasIcon = false;          // a message box shows an icon
+    UINT icon = 0;                 // which: MB_ICONERROR, MB_ICONQUESTION, ...; 0 when it cannot be
+                                   // read (an icon of another process)
     DWORD processId = 0;
 };
 
@@ -47,7 +49,5 @@ private:
     std::thread thread_;
 };
 
-// The icon a message box shows for MB_ICONERROR, MB_ICONQUESTION, ...
-HICON messageBoxIcon(UINT iconFlag);
 
 } // namespace testsupport
