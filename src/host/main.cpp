@@ -7,18 +7,9 @@
 
 #include <windows.h>
 
-#include <algorithm>
-#include <cctype>
-#include <string>
-
 namespace {
 
 using namespace tarv;
-
-bool contains(const std::string& text, const char* part)
-{
-    return text.find(part) != std::string::npos;
-}
 
 // A registration started with "CurrentUser" = "1" under HKCU\Software\MIRB goes to the current
 // user's classes.
@@ -35,22 +26,6 @@ void readRegistrationScope()
     RegCloseKey(key);
 }
 
-// The command line as a log file path: blanks and tabs trimmed, one pair of enclosing quotes
-// removed. Empty when the line is empty or is a switch.
-std::string logFileArgument(const std::string& commandLine)
-{
-    size_t first = commandLine.find_first_not_of(" \t");
-    if (first == std::string::npos) return {};
-    size_t last = commandLine.find_last_not_of(" \t");
-    std::string path = commandLine.substr(first, last - first + 1);
-    if (path[0] == '-' || path[0] == '/') return {};
-    if (path[0] == '"') {
-        path.erase(0, 1);
-        if (!path.empty() && path.back() == '"') path.pop_back();
-    }
-    return path;
-}
-
 } // namespace
 
 int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR commandLine, int)
@@ -58,26 +33,26 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR commandLine, int)
     bool moduleReady = initialiseModule();
     computeVersionString();
 
-    std::string given = commandLine ? commandLine : "";
-    std::string lower = given;
-    std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
-
-    if (contains(lower, "regserver")) {
+    StartDecision start = decideStart(commandLine ? commandLine : "");
+    switch (start.kind) {
+    case StartDecision::Kind::Registration:
         readRegistrationScope();
-    } else if (std::string path = logFileArgument(given); !path.empty()) {
-        openLogViewer(path);
+        break;
+    case StartDecision::Kind::LogFile:
+        openLogViewer(start.path);
         shutdownModule();
         return 0;
-    } else {
+    case StartDecision::Kind::Serve:
         loadPackages();
-        if (!contains(lower, "embedding")) {
-            MessageBoxA(nullptr,
-                        "TARV64 serves the exported packages to simulators when COM starts it.\r\n"
-                        "The package manager window is not part of this build.",
-                        "TARV64", MB_ICONINFORMATION);
-            shutdownModule();
-            return 0;
-        }
+        break;
+    case StartDecision::Kind::ManagerWindow:
+        loadPackages();
+        MessageBoxA(nullptr,
+                    "TARV64 serves the exported packages to simulators when COM starts it.\r\n"
+                    "The package manager window is not part of this build.",
+                    "TARV64", MB_ICONINFORMATION);
+        shutdownModule();
+        return 0;
     }
     int result = moduleReady ? runModule(GetCommandLineA()) : -1;
     shutdownModule();

@@ -10,6 +10,7 @@
 #include <commctrl.h>
 #include <ole2.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -128,6 +129,28 @@ int registrationSwitch(const char* commandLine, HRESULT* status)
 }
 
 } // namespace
+
+StartDecision decideStart(const std::string& commandLine)
+{
+    std::string lower = commandLine;
+    for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (lower.find("regserver") != std::string::npos) return {StartDecision::Kind::Registration, {}};
+
+    // A log file path: blanks and tabs trimmed, then one enclosing pair of quotes removed. A
+    // switch is recognised before the quote goes, so "-Foo" in quotes is a path.
+    size_t first = commandLine.find_first_not_of(" \t");
+    std::string path;
+    if (first != std::string::npos) path = commandLine.substr(first, commandLine.find_last_not_of(" \t") - first + 1);
+    if (!path.empty() && path[0] != '-' && path[0] != '/') {
+        if (path[0] == '"') {
+            path.erase(0, 1);
+            if (!path.empty() && path.back() == '"') path.pop_back();
+        }
+        return {StartDecision::Kind::LogFile, path};
+    }
+    if (lower.find("embedding") != std::string::npos) return {StartDecision::Kind::Serve, {}};
+    return {StartDecision::Kind::ManagerWindow, {}};
+}
 
 void computeVersionString()
 {

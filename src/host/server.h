@@ -24,6 +24,18 @@ void shutdownModule();
 HRESULT registerServer();
 HRESULT unregisterServer();
 
+// What a start of the process does, by its command line (without the program name).
+struct StartDecision {
+    enum class Kind {
+        Registration,   // "regserver" anywhere: the registration switches are acted on by runModule
+        LogFile,        // a path: shown in the log viewer
+        Serve,          // -Embedding: serve COM, open no window
+        ManagerWindow,  // nothing, or another switch: the package manager window
+    } kind;
+    std::string path;   // for LogFile
+};
+StartDecision decideStart(const std::string& commandLine);
+
 // Runs the module on the process's full command line: a registration switch acts and returns its
 // status; otherwise the class objects are registered and the message loop runs until the last
 // lock on the server is given up.
