@@ -1,0 +1,487 @@
+#include "thermo/harness.h"
+
+#include "com/bstr.h"
+#include "com/variant.h"
+#include "packages/property_package.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <stdexcept>
+
+namespace thermotest {
+namespace {
+
+const std::vector<IID> kMaterial11 = {IID_ICapeThermoCompounds, IID_ICapeThermoEquilibriumRoutine,
+                                      IID_ICapeThermoMaterial, IID_ICapeThermoPhases,
+                                      IID_ICapeThermoPropertyRoutine, IID_ICapeThermoUniversalConstant};
+
+template <class... I, class C>
+IUnknown* facetAmong(C* c, REFIID iid)
+{
+    IUnknown* found = nullptr;
+    ((found = found ? found : iid == __uuidof(I) ? static_cast<I*>(c) : nullptr), ...);
+    return found;
+}
+
+ComPtr<Object> kitWith(std::vector<IID> interfaces, const wchar_t* name)
+{
+    interfaces.push_back(IID_ICapeIdentification);
+    return Object::create(interfaces, name);
+}
+
+} // namespace
+
+ComPtr<Object> makeMaterial(Material kind, const wchar_t* name)
+{
+    switch (kind) {
+    case Material::Full11: return kitWith(kMaterial11, name);
+    case Material::Material11: return kitWith({IID_ICapeThermoMaterial}, name);
+    case Material::Object10: return kitWith({IID_ICapeThermoMaterialObject}, name);
+    case Material::Both: {
+        std::vector<IID> all = kMaterial11;
+        all.push_back(IID_ICapeThermoMaterialObject);
+        return kitWith(all, name);
+    }
+    case Material::None: break;
+    }
+    return kitWith({}, name);
+}
+
+// The factories hand out each class's default dispatch interface.
+tarv::CMaterialObject* materialOf(IUnknown* proxy)
+{
+    return static_cast<tarv::CMaterialObject*>(static_cast<ICapeThermoMaterialObject*>(proxy));
+}
+
+tarv::CMaterialTemplate* templateOf(IUnknown* proxy)
+{
+    return static_cast<tarv::CMaterialTemplate*>(static_cast<ICapeThermoMaterialTemplate*>(proxy));
+}
+
+tarv::CSimulationContext* contextOf(IUnknown* proxy)
+{
+    return static_cast<tarv::CSimulationContext*>(static_cast<ICapeSimulationContext*>(proxy));
+}
+
+const std::vector<ProxyClassInfo>& proxyClasses()
+{
+    static const std::vector<ProxyClassInfo> classes = {
+        {"Material Object",
+         {IID_ICapeThermoCompounds, IID_ICapeThermoEquilibriumRoutine, IID_ICapeThermoMaterial, IID_ICapeThermoPhases,
+          IID_ICapeThermoPropertyRoutine, IID_ICapeThermoUniversalConstant, IID_ICapeThermoMaterialObject},
+         [](const wchar_t* name) { return makeMaterial(Material::Both, name); },
+         [](IUnknown* foreign, tarv::CallLog* log, int version, int readOnly) {
+             return tarv::createMaterialProxy(foreign, log, version, nullptr, readOnly);
+         },
+         [](IDispatch* proxy, REFIID iid) {
+             return facetAmong<ICapeThermoCompounds, ICapeThermoEquilibriumRoutine, ICapeThermoMaterial,
+                               ICapeThermoMaterialObject, ICapeThermoPhases, ICapeThermoPropertyRoutine,
+                               ICapeThermoUniversalConstant, ICapeIdentification, ECapeUser>(materialOf(proxy), iid);
+         },
+         [](IDispatch* proxy) -> tarv::CapeOpenBase* { return materialOf(proxy); }},
+        {"Material Template",
+         {IID_ICapeThermoMaterialTemplate},
+         [](const wchar_t* name) { return kitWith({IID_ICapeThermoMaterialTemplate}, name); },
+         [](IUnknown* foreign, tarv::CallLog* log, int, int readOnly) {
+             return tarv::createMaterialTemplateProxy(foreign, log, nullptr, readOnly);
+         },
+         [](IDispatch* proxy, REFIID iid) {
+             return facetAmong<ICapeThermoMaterialTemplate, ICapeIdentification>(templateOf(proxy), iid);
+         },
+         [](IDispatch* proxy) -> tarv::CapeOpenBase* { return templateOf(proxy); }},
+        {"Simulation Context",
+         {IID_ICapeCOSEUtilities, IID_ICapeDiagnostic, IID_ICapeMaterialTemplateSystem, IID_ICapeSimulationContext},
+         [](const wchar_t* name) {
+             return kitWith({IID_ICapeCOSEUtilities, IID_ICapeDiagnostic, IID_ICapeMaterialTemplateSystem}, name);
+         },
+         [](IUnknown* foreign, tarv::CallLog* log, int, int readOnly) {
+             ComPtr<IDispatch> context;
+             foreign->QueryInterface(IID_IDispatch, context.putVoid());
+             return tarv::createSimulationContextProxy(context.get(), log, nullptr, readOnly);
+         },
+         [](IDispatch* proxy, REFIID iid) {
+             return facetAmong<ICapeCOSEUtilities, ICapeDiagnostic, ICapeMaterialTemplateSystem, ICapeIdentification>(
+                 contextOf(proxy), iid);
+         },
+         [](IDispatch* proxy) -> tarv::CapeOpenBase* { return contextOf(proxy); }},
+    };
+    return classes;
+}
+
+const ProxyClassInfo& classServing(REFIID iid)
+{
+    for (const ProxyClassInfo& c : proxyClasses())
+        for (const IID& i : c.interfaces)
+            if (i == iid) return c;
+    throw std::invalid_argument("no thermo proxy serves that interface");
+}
+
+ULONG serverLocks()
+{
+    ULONG n = CoAddRefServerProcess();
+    CoReleaseServerProcess();
+    return n - 1;
+}
+
+NoLeaks::NoLeaks(std::initializer_list<Object*> objects) : locks_(serverLocks())
+{
+    for (Object* o : objects) {
+        ULONG count = o->refCount();
+        baseline_.emplace_back(ComPtr<Object>(o), count);
+    }
+}
+
+NoLeaks::~NoLeaks()
+{
+    // Less the reference this check holds itself.
+    for (auto& [object, count] : baseline_)
+        EXPECT_EQ(object->refCount() - 1, count) << "kit object " << tarv::toNarrow(object->name()) << " leaked";
+    EXPECT_EQ(serverLocks(), locks_) << "a proxy outlived its test";
+}
+
+namespace {
+
+template <class C>
+Package expose(Object* real, tarv::CallLog* log, const char* name)
+{
+    C* package = new C();
+    package->attachObject(ComPtr<IUnknown>(real).detach());
+    package->attachLog(log, name);
+    Package result{{}, package};
+    package->QueryInterface(IID_IDispatch, result.dispatch.putVoid());
+    return result;
+}
+
+} // namespace
+
+Package exposePackage11(Object* real, tarv::CallLog* log, const char* name)
+{
+    return expose<tarv::CPropertyPackage11>(real, log, name);
+}
+
+Package exposePackage10(Object* real, tarv::CallLog* log, const char* name)
+{
+    return expose<tarv::CPropertyPackage10>(real, log, name);
+}
+
+// --- Outlines ------------------------------------------------------------------------------------
+
+namespace {
+
+std::string attribute(const std::string& line, const char* name)
+{
+    std::string key = std::string(name) + "=\"";
+    size_t start = line.find(key);
+    if (start == std::string::npos) return {};
+    start += key.size();
+    return line.substr(start, line.find('"', start) - start);
+}
+
+std::string unescape(std::string s)
+{
+    static const std::pair<const char*, const char*> entities[] = {
+        {"&quot;", "\""}, {"&apos;", "'"}, {"&lt;", "<"}, {"&gt;", ">"}, {"&amp;", "&"}};
+    for (auto [from, to] : entities)
+        for (size_t p = s.find(from); p != std::string::npos; p = s.find(from, p + 1)) s.replace(p, strlen(from), to);
+    return s;
+}
+
+std::string kindOf(const std::string& expected)
+{
+    static const std::map<std::string, std::string> names = {
+        {"", "any"}, {"VT_ARRAY|VT_BSTR", "strings"}, {"VT_ARRAY|VT_R8", "doubles"},
+        {"VT_ARRAY|VT_VARIANT", "variants"}, {"VT_ARRAY|VT_BOOL", "bools"}, {"VT_ARRAY|VT_DISPATCH", "dispatches"}};
+    auto it = names.find(expected);
+    return it == names.end() ? expected : it->second;
+}
+
+std::string checkToken(const std::string& text, const std::string& method)
+{
+    static const std::map<std::string, std::string> tokens = {
+        {"This object should be considered read-only", "RO"},
+        {"Phase label cannot be empty", "PL"},
+        {"Phase cannot be empty", "PH"},
+        {"Invalid usage of version 1.0 material object interfaces (wrong thermo version)", "VER10"},
+        {"Invalid usage of version 1.1 material object interfaces (wrong thermo version)", "VER11"},
+        {"object not created", "NOTCREATED"},
+        {"Interface not exposed by object", "NOTEXPOSED"}};
+    auto it = tokens.find(text);
+    if (it != tokens.end()) return it->second;
+    if (text == method.substr(method.find("::") + 2) + " should not be used") return "NU";
+    return "[" + text + "]";
+}
+
+} // namespace
+
+std::vector<Item> parseRecords(const std::string& records)
+{
+    std::vector<Item> items;
+    bool inArg = false;
+    size_t start = 0;
+    while (start < records.size()) {
+        size_t end = records.find('\n', start);
+        if (end == std::string::npos) end = records.size();
+        std::string line = records.substr(start, end - start);
+        start = end + 1;
+        size_t first = line.find_first_not_of(' ');
+        if (first == std::string::npos) continue;
+        line.erase(0, first);
+        if (line.rfind("<func ", 0) == 0) {
+            items.push_back({Item::Func, attribute(line, "name"), attribute(line, "direc"), {}, {}});
+        } else if (line == "</func>") {
+            items.push_back({Item::EndFunc, {}, {}, {}, {}});
+        } else if (line.rfind("<arg ", 0) == 0) {
+            items.push_back({Item::Arg, attribute(line, "name"), attribute(line, "direc"), attribute(line, "type"), {}});
+            inArg = true;
+        } else if (line == "</arg>") {
+            inArg = false;
+        } else if (line.rfind("<error ", 0) == 0 || line.rfind("<warning ", 0) == 0 || line.rfind("<info ", 0) == 0) {
+            std::string text = unescape(attribute(line, "value"));
+            const std::string invalid = "Invalid type for argument ";
+            if (inArg && text.rfind(invalid, 0) == 0) {
+                items.back().expected = text.substr(text.find(": expected ") + 11);
+            } else {
+                items.push_back({Item::Check, text, {}, {}, {}});
+            }
+        }
+    }
+    return items;
+}
+
+std::string outline(const std::string& wrongTypeRun, const std::string& emptyRun)
+{
+    std::vector<Item> wrong = parseRecords(wrongTypeRun), empty = parseRecords(emptyRun);
+    if (wrong.size() != empty.size()) return "<runs differ>\n" + wrongTypeRun + "--\n" + emptyRun;
+    std::string out, method;
+    for (size_t i = 0; i < wrong.size(); ++i) {
+        const Item& w = wrong[i];
+        std::string token;
+        switch (w.kind) {
+        case Item::Func: method = w.name; continue;
+        case Item::EndFunc: continue;
+        case Item::Check: token = checkToken(w.name, method); break;
+        case Item::Arg: {
+            bool variant = w.type.rfind("VT_", 0) == 0;
+            std::string kind = variant ? kindOf(w.expected) + (empty[i].expected.empty() ? "?" : "") : w.type;
+            token = (w.direction == "out" ? "->" : "") + w.name + ":" + kind;
+            break;
+        }
+        }
+        if (!out.empty()) out += ' ';
+        out += token;
+    }
+    return out;
+}
+
+// --- Calls described by the type library ---------------------------------------------------------
+
+std::vector<Method> methodsOf(REFIID iid)
+{
+    ComPtr<ITypeLib> lib;
+    if (FAILED(LoadRegTypeLib(LIBID_CAPEOPEN110, 1, 1, 0, lib.put()))) throw std::runtime_error("library not registered");
+    ComPtr<ITypeInfo> info;
+    lib->GetTypeInfoOfGuid(iid, info.put());
+    TYPEATTR* attr = nullptr;
+    info->GetTypeAttr(&attr);
+    if (attr->typekind == TKIND_DISPATCH) {
+        // The vtable half of a dual interface.
+        HREFTYPE ref;
+        info->GetRefTypeOfImplType(-1, &ref);
+        ComPtr<ITypeInfo> vtable;
+        info->GetRefTypeInfo(ref, vtable.put());
+        info->ReleaseTypeAttr(attr);
+        info = vtable;
+        info->GetTypeAttr(&attr);
+    }
+    BSTR interfaceName = nullptr;
+    info->GetDocumentation(MEMBERID_NIL, &interfaceName, nullptr, nullptr, nullptr);
+    std::string prefix = tarv::toNarrow(interfaceName) + "::";
+    SysFreeString(interfaceName);
+
+    std::vector<Method> methods;
+    for (UINT f = 0; f < attr->cFuncs; ++f) {
+        FUNCDESC* fd = nullptr;
+        info->GetFuncDesc(f, &fd);
+        BSTR name = nullptr;
+        UINT count = 0;
+        info->GetNames(fd->memid, &name, 1, &count);
+        Method m{iid, prefix, name, fd->invkind, fd->oVft, {}};
+        m.qualified += (fd->invkind == INVOKE_PROPERTYGET ? "get_" : fd->invkind == INVOKE_PROPERTYPUT ? "put_" : "") +
+                       tarv::toNarrow(name);
+        SysFreeString(name);
+        for (SHORT p = 0; p < fd->cParams; ++p) {
+            const ELEMDESC& e = fd->lprgelemdescParam[p];
+            USHORT flags = e.paramdesc.wParamFlags;
+            bool byRef = e.tdesc.vt == VT_PTR;
+            Param param{byRef ? e.tdesc.lptdesc->vt : e.tdesc.vt, byRef, (flags & PARAMFLAG_FOUT) != 0,
+                        (flags & PARAMFLAG_FRETVAL) != 0};
+            m.params.push_back(param);
+        }
+        info->ReleaseFuncDesc(fd);
+        methods.push_back(std::move(m));
+    }
+    info->ReleaseTypeAttr(attr);
+    return methods;
+}
+
+const Method& findMethod(const std::string& qualified)
+{
+    static std::map<std::string, Method> all = [] {
+        std::map<std::string, Method> m;
+        for (const ProxyClassInfo& c : proxyClasses())
+            for (const IID& iid : c.interfaces)
+                for (Method& method : methodsOf(iid)) m.emplace(method.qualified, std::move(method));
+        for (const IID& iid : {IID_ICapeIdentification, IID_ECapeUser})
+            for (Method& method : methodsOf(iid)) m.emplace(method.qualified, std::move(method));
+        return m;
+    }();
+    auto it = all.find(qualified);
+    if (it == all.end()) throw std::invalid_argument("no such method: " + qualified);
+    return it->second;
+}
+
+void* Call::Slot::storage()
+{
+    switch (param.vt) {
+    case VT_VARIANT: return &outVariant;
+    case VT_BSTR: return &outString;
+    case VT_I4: return &outLong;
+    case VT_BOOL: return &outBool;
+    case VT_R8: return &outDouble;
+    case VT_DISPATCH: return &outDispatch;
+    default: throw std::invalid_argument("argument type the tests do not build");
+    }
+}
+
+Call::Call(const Method& method, Fill fill, int flags) : method_(method)
+{
+    for (const Param& p : method.params) {
+        Slot s;
+        s.param = p;
+        if (p.byRef) {
+            if (p.vt == VT_VARIANT && fill == Fill::WrongType) {
+                s.outVariant.vt = VT_BOOL;
+                s.outVariant.boolVal = VARIANT_TRUE;
+            }
+        } else if (p.vt == VT_BSTR) {
+            s.value.vt = VT_BSTR;
+            s.value.bstrVal = SysAllocString(fill == Fill::Values ? L"P" : L"");
+        } else if (p.vt == VT_R8) {
+            s.value.vt = VT_R8;
+            s.value.dblVal = fill == Fill::Values ? 2.5 : 0.0;
+        } else if (p.vt == VT_INT || p.vt == VT_I4) {
+            s.value.vt = VT_I4;
+            s.value.lVal = flags;
+        } else if (p.vt == VT_VARIANT) {
+            if (fill == Fill::WrongType) {
+                s.value.vt = VT_BOOL;
+                s.value.boolVal = VARIANT_TRUE;
+            } else if (fill == Fill::Values) {
+                tarv::makeStringArray({L"a", L"b"}).detachTo(&s.value);
+            }
+        } else {
+            throw std::invalid_argument("argument type the tests do not build");
+        }
+        slots_.push_back(s);
+    }
+}
+
+Call::~Call()
+{
+    for (Slot& s : slots_) {
+        VariantClear(&s.value);
+        VariantClear(&s.outVariant);
+        SysFreeString(s.outString);
+        if (s.outDispatch) s.outDispatch->Release();
+    }
+}
+
+HRESULT Call::byVtable(IUnknown* facet)
+{
+    std::vector<VARIANT> refs(slots_.size());
+    std::vector<VARTYPE> types;
+    std::vector<VARIANTARG*> args;
+    for (size_t i = 0; i < slots_.size(); ++i) {
+        Slot& s = slots_[i];
+        if (s.param.byRef) {
+            refs[i].vt = VT_BYREF | s.param.vt;
+            refs[i].byref = s.storage();
+            types.push_back(refs[i].vt);
+            args.push_back(&refs[i]);
+        } else {
+            // A VARIANT goes by value, which the x64 convention passes as a pointer to it.
+            types.push_back(s.param.vt == VT_VARIANT ? static_cast<VARTYPE>(VT_VARIANT) : s.value.vt);
+            args.push_back(&s.value);
+        }
+    }
+    VARIANT result{};
+    HRESULT hr = DispCallFunc(facet, method_.vtableOffset, CC_STDCALL, VT_ERROR, static_cast<UINT>(args.size()),
+                              types.data(), args.data(), &result);
+    if (FAILED(hr)) throw std::runtime_error("DispCallFunc failed");
+    return result.scode;
+}
+
+HRESULT Call::byName(IDispatch* facet)
+{
+    LPOLESTR name = const_cast<LPOLESTR>(method_.dispName.c_str());
+    DISPID id = DISPID_UNKNOWN;
+    if (FAILED(facet->GetIDsOfNames(IID_NULL, &name, 1, LOCALE_USER_DEFAULT, &id)))
+        throw std::runtime_error("name not known: " + method_.qualified);
+    // Arguments go right to left; the return value comes back in `result`.
+    std::vector<VARIANTARG> args;
+    bool hasResult = false;
+    for (size_t i = slots_.size(); i-- > 0;) {
+        Slot& s = slots_[i];
+        if (s.param.retval) {
+            hasResult = true;
+            continue;
+        }
+        VARIANTARG a{};
+        if (s.param.byRef) {
+            a.vt = VT_BYREF | s.param.vt;
+            a.byref = s.storage();
+        } else {
+            a = s.value;   // borrowed: Invoke does not free its arguments
+        }
+        args.push_back(a);
+    }
+    DISPPARAMS params{args.data(), nullptr, static_cast<UINT>(args.size()), 0};
+    VARIANT result;
+    VariantInit(&result);
+    EXCEPINFO excep{};
+    UINT argErr = 0;
+    WORD flags = method_.kind == INVOKE_PROPERTYGET ? DISPATCH_PROPERTYGET : DISPATCH_METHOD;
+    HRESULT hr = facet->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, flags, &params, hasResult ? &result : nullptr,
+                               &excep, &argErr);
+    VariantClear(&result);
+    if (hr == DISP_E_EXCEPTION) {
+        hr = excep.scode;
+        SysFreeString(excep.bstrSource);
+        SysFreeString(excep.bstrDescription);
+        SysFreeString(excep.bstrHelpFile);
+    }
+    return hr;
+}
+
+Run runOnce(const Method& method, Fill fill, Foreign foreign)
+{
+    const ProxyClassInfo& cls = classServing(method.iid);
+    ComPtr<Object> kitObject = foreign == Foreign::Missing ? makeMaterial(Material::None) : cls.fullKit(L"Stream");
+    testsupport::LogCapture capture;
+    Run run;
+    {
+        NoLeaks leaks{kitObject.get()};
+        int otherGeneration = method.iid == IID_ICapeThermoMaterialObject ? 1 : 0;
+        ComPtr<IDispatch> proxy = cls.make(kitObject.get(), capture.log(), otherGeneration, 1);
+        if (foreign == Foreign::Emptied) cls.base(proxy.get())->releaseInterfaces();
+        kitObject->clearCalls();
+        Call call(method, fill);
+        run.result = call.byVtable(cls.facet(proxy.get(), method.iid));
+    }
+    run.records = capture.records();
+    run.calls = kitObject->calls();
+    return run;
+}
+
+} // namespace thermotest

@@ -1,0 +1,166 @@
+#pragma once
+// Shared pieces of the thermo proxies' tests: kit materials of both generations and the proxies
+// over them, a leak check, a log reduced to a one-line outline, and calls of any method as the
+// registered CAPE-OPEN type library describes it, through the vtable or by name.
+#include "kit/kit.h"
+#include "support/log_capture.h"
+#include "thermo/material_object.h"
+#include "thermo/material_template.h"
+#include "thermo/simulation_context.h"
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace thermotest {
+
+using kit::Object;
+using tarv::ComPtr;
+
+// --- Kit objects and proxies ---------------------------------------------------------------------
+
+// What a kit material exposes besides ICapeIdentification.
+enum class Material {
+    Full11,       // the six 1.1 interfaces
+    Material11,   // ICapeThermoMaterial only
+    Object10,     // ICapeThermoMaterialObject only
+    Both,         // the six 1.1 interfaces and ICapeThermoMaterialObject
+    None,         // nothing but ICapeIdentification
+};
+ComPtr<Object> makeMaterial(Material kind, const wchar_t* name = L"Stream");
+
+tarv::CMaterialObject* materialOf(IUnknown* proxy);
+tarv::CMaterialTemplate* templateOf(IUnknown* proxy);
+tarv::CSimulationContext* contextOf(IUnknown* proxy);
+
+// The three proxy classes as the table-driven tests see them.
+struct ProxyClassInfo {
+    const char* name;
+    std::vector<IID> interfaces;                  // the interfaces whose methods it proxies
+    ComPtr<Object> (*fullKit)(const wchar_t* name);
+    // A proxy over `foreign` on `log`, owned by nobody; `version` matters for materials only.
+    ComPtr<IDispatch> (*make)(IUnknown* foreign, tarv::CallLog* log, int version, int readOnly);
+    // The proxy's own implementation of `iid`, reached without a query.
+    IUnknown* (*facet)(IDispatch* proxy, REFIID iid);
+    tarv::CapeOpenBase* (*base)(IDispatch* proxy);
+};
+const std::vector<ProxyClassInfo>& proxyClasses();
+const ProxyClassInfo& classServing(REFIID iid);
+
+// The server's lock count (every proxy holds one).
+ULONG serverLocks();
+
+// Checks at scope exit that the given kit objects are back to the reference counts they had when
+// it was made, and that every proxy made meanwhile is gone. Make it after the kit objects (and
+// their scripts) and before any proxy.
+class NoLeaks {
+public:
+    NoLeaks(std::initializer_list<Object*> objects);
+    ~NoLeaks();
+    NoLeaks(const NoLeaks&) = delete;
+    NoLeaks& operator=(const NoLeaks&) = delete;
+
+private:
+    std::vector<std::pair<ComPtr<Object>, ULONG>> baseline_;
+    ULONG locks_;
+};
+
+// A package in front of a kit object, made as the server's resolution makes it: the owner of the
+// proxies made on its behalf.
+struct Package {
+    ComPtr<IDispatch> dispatch;
+    tarv::ExposedObjectBase* exposed;
+};
+Package exposePackage11(Object* real, tarv::CallLog* log, const char* name = "Package");
+Package exposePackage10(Object* real, tarv::CallLog* log, const char* name = "Package");
+
+// --- Outlines ------------------------------------------------------------------------------------
+
+// One log record as the outline sees it.
+struct Item {
+    enum Kind { Func, EndFunc, Arg, Check } kind;
+    std::string name;        // func: method; arg: argument name; check: the record's text
+    std::string direction;   // arg: "in" or "out"
+    std::string type;        // arg: the logged type
+    std::string expected;    // arg: the expected type of an "Invalid type" error inside it
+};
+std::vector<Item> parseRecords(const std::string& records);
+
+// The records of one call as tokens: in-arguments `name:kind`, out-arguments `->name:kind`, and
+// the checks RO, PL, PH, NU, VER10, VER11, NOTCREATED, NOTEXPOSED (other records verbatim). The
+// kind of a VARIANT argument comes from two runs of the same call: one with values of a wrong
+// type tells the expected type (strings, doubles, variants, bools, dispatches, or any when
+// nothing is expected), one with empty values adds `?` where empty is accepted. Other arguments
+// show their logged type.
+std::string outline(const std::string& wrongTypeRun, const std::string& emptyRun);
+
+// --- Calls described by the type library ---------------------------------------------------------
+
+struct Param {
+    VARTYPE vt;        // VT_BSTR, VT_R8, VT_INT, VT_VARIANT, VT_BOOL, VT_I4, VT_DISPATCH
+    bool byRef;        // passed as a pointer
+    bool out;
+    bool retval;
+};
+
+struct Method {
+    IID iid;
+    std::string qualified;   // "Interface::Method" as logs and kit calls name it (get_X for properties)
+    std::wstring dispName;   // the name GetIDsOfNames knows
+    INVOKEKIND kind;
+    SHORT vtableOffset;
+    std::vector<Param> params;
+};
+
+// The methods of one interface of the registered CAPE-OPEN 1.1 library, in slot order.
+std::vector<Method> methodsOf(REFIID iid);
+const Method& findMethod(const std::string& qualified);
+
+// What the arguments of a call hold. Out-arguments start empty (null, zero, VT_EMPTY) except
+// VARIANTs under WrongType, which start as a boolean.
+enum class Fill {
+    Empty,       // strings "", numbers 0, VARIANTs VT_EMPTY
+    WrongType,   // strings "", numbers 0, VARIANTs a boolean
+    Values,      // strings "P", numbers 2.5, VARIANTs a string array
+};
+
+class Call {
+public:
+    Call(const Method& method, Fill fill, int flags = 15);
+    ~Call();
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    // Through the vtable slot of `facet` (DispCallFunc), or by name through `facet`'s IDispatch.
+    HRESULT byVtable(IUnknown* facet);
+    HRESULT byName(IDispatch* facet);
+
+private:
+    struct Slot {
+        Param param;
+        VARIANT value{};   // by-value in-arguments
+        VARIANT outVariant{};
+        BSTR outString = nullptr;
+        LONG outLong = 0;
+        VARIANT_BOOL outBool = VARIANT_FALSE;
+        double outDouble = 0;
+        IDispatch* outDispatch = nullptr;
+        void* storage();
+    };
+    const Method& method_;
+    std::vector<Slot> slots_;
+};
+
+// Runs `method` once through the vtable on a fresh proxy of its class and returns the records, the
+// result and the calls the kit object received. The proxy is read-only and, for materials, locked
+// to the other generation, so that every check of the method fires. Its foreign object offers the
+// interface (Full), lacks it (Missing), or is gone before the call (Emptied).
+struct Run {
+    std::string records;
+    HRESULT result;
+    kit::Calls calls;
+};
+enum class Foreign { Full, Missing, Emptied };
+Run runOnce(const Method& method, Fill fill, Foreign foreign);
+
+} // namespace thermotest
