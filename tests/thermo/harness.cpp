@@ -237,13 +237,13 @@ std::vector<Item> parseRecords(const std::string& records)
         } else if (line == "</arg>") {
             inArg = false;
         } else if (line.rfind("<error ", 0) == 0 || line.rfind("<warning ", 0) == 0 || line.rfind("<info ", 0) == 0) {
+            // Inside an argument only the type check counts; bounds and value notes belong to it.
             std::string text = unescape(attribute(line, "value"));
             const std::string invalid = "Invalid type for argument ";
-            if (inArg && text.rfind(invalid, 0) == 0) {
-                items.back().expected = text.substr(text.find(": expected ") + 11);
-            } else {
+            if (!inArg)
                 items.push_back({Item::Check, text, {}, {}, {}});
-            }
+            else if (text.rfind(invalid, 0) == 0)
+                items.back().expected = text.substr(text.find(": expected ") + 11);
         }
     }
     return items;
@@ -270,6 +270,18 @@ std::string outline(const std::string& wrongTypeRun, const std::string& emptyRun
         }
         if (!out.empty()) out += ' ';
         out += token;
+    }
+    return out;
+}
+
+std::string checksOf(const std::string& records)
+{
+    std::string out, method;
+    for (const Item& item : parseRecords(records)) {
+        if (item.kind == Item::Func) method = item.name;
+        if (item.kind != Item::Check) continue;
+        if (!out.empty()) out += ' ';
+        out += checkToken(item.name, method);
     }
     return out;
 }

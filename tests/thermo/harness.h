@@ -93,6 +93,8 @@ std::vector<Item> parseRecords(const std::string& records);
 // nothing is expected), one with empty values adds `?` where empty is accepted. Other arguments
 // show their logged type.
 std::string outline(const std::string& wrongTypeRun, const std::string& emptyRun);
+// Only the check tokens of some records.
+std::string checksOf(const std::string& records);
 
 // --- Calls described by the type library ---------------------------------------------------------
 

@@ -169,3 +169,262 @@ TEST(ThermoMethods, RefusalsComeAfterAllChecksAndCloseTheRecordWithSuccess)
         EXPECT_EQ(result, E_NOINTERFACE) << row.method;
     }
 }
+
+// --- The material's version lock -----------------------------------------------------------------
+
+namespace {
+
+struct Step {
+    int proxy;             // which of the scenario's two proxies is called
+    const char* method;
+    HRESULT result;
+    const char* checks;    // the check records of the call
+    bool forwarded;
+};
+
+struct Scenario {
+    const char* what;
+    Material kit;
+    int version;           // what the factory passed
+    std::vector<Step> steps;
+    int finalVersion;      // the first proxy's lock at the end
+};
+
+} // namespace
+
+TEST(VersionLock, TheFirstCallDecidesPerProxyAndWrongGenerationCallsAreReportedAndForwarded)
+{
+    const char* const compounds = "ICapeThermoCompounds::GetNumCompounds";
+    const char* const phases = "ICapeThermoPhases::GetNumPhases";
+    const char* const clear = "ICapeThermoMaterial::ClearAllProps";
+    const char* const overall = "ICapeThermoMaterial::GetOverallProp";
+    const char* const getProp = "ICapeThermoMaterialObject::GetProp";
+    const char* const components = "ICapeThermoMaterialObject::GetNumComponents";
+    const Scenario scenarios[] = {
+        {"1.1 proxy, full 1.1 material", Material::Full11, 1,
+         {{0, compounds, S_OK, "", true}, {0, components, E_NOINTERFACE, "VER10 NOTEXPOSED", false}}, 1},
+        {"1.0 proxy, full 1.1 material", Material::Full11, 0,
+         {{0, compounds, S_OK, "VER11", true}, {0, phases, S_OK, "VER11", true}}, 0},
+        {"1.0 proxy, ICapeThermoMaterial only", Material::Material11, 0,
+         {{0, overall, S_OK, "VER11", true}, {0, phases, E_NOINTERFACE, "VER11 NOTEXPOSED", false}}, 0},
+        {"1.1 proxy, 1.0 material", Material::Object10, 1,
+         {{0, components, S_OK, "VER10", true}, {0, clear, E_NOINTERFACE, "NOTEXPOSED", false}}, 1},
+        {"undecided, identification first, then 1.1", Material::Both, -1,
+         {{0, "ICapeIdentification::get_ComponentName", S_OK, "", true},
+          {0, clear, S_OK, "", true},
+          {0, getProp, S_OK, "VER10", true},
+          {0, overall, S_OK, "", true}}, 1},
+        {"undecided, 1.0 first", Material::Both, -1,
+         {{0, getProp, S_OK, "", true}, {0, clear, S_OK, "VER11", true}}, 0},
+        {"undecided, 1.0 material", Material::Object10, -1,
+         {{0, getProp, S_OK, "", true}, {0, clear, E_NOINTERFACE, "VER11 NOTEXPOSED", false}}, 0},
+        {"undecided, decided by a refused call", Material::Material11, -1,
+         {{0, components, E_NOINTERFACE, "NOTEXPOSED", false}, {0, clear, S_OK, "VER11", true}}, 0},
+        {"two proxies of one material lock apart", Material::Both, -1,
+         {{0, getProp, S_OK, "", true},
+          {1, clear, S_OK, "", true},
+          {1, getProp, S_OK, "VER10", true},
+          {0, clear, S_OK, "VER11", true}}, 0},
+    };
+    const ProxyClassInfo& material = proxyClasses()[0];
+    for (const Scenario& s : scenarios) {
+        SCOPED_TRACE(s.what);
+        LogCapture capture;
+        auto kitObject = makeMaterial(s.kit);
+        NoLeaks leaks{kitObject.get()};
+        ComPtr<IDispatch> proxies[] = {material.make(kitObject.get(), capture.log(), s.version, 0),
+                                       material.make(kitObject.get(), capture.log(), s.version, 0)};
+        // Queries for either generation take no part in the lock.
+        proxies[0].query<ICapeThermoMaterialObject>();
+        proxies[0].query<ICapeThermoMaterial>();
+        for (const Step& step : s.steps) {
+            kitObject->clearCalls();
+            size_t before = capture.records().size();
+            Call call(findMethod(step.method), Fill::Values);
+            IUnknown* facet = material.facet(proxies[step.proxy].get(), findMethod(step.method).iid);
+            EXPECT_EQ(call.byVtable(facet), step.result) << step.method;
+            EXPECT_EQ(checksOf(capture.records().substr(before)), step.checks) << step.method;
+            EXPECT_EQ(kitObject->callCount(step.method), step.forwarded ? 1u : 0u) << step.method;
+        }
+        EXPECT_EQ(materialOf(proxies[0].get())->materialVersion, s.finalVersion);
+    }
+}
+
+// --- Arguments the log chooses by value ----------------------------------------------------------
+
+TEST(MaterialObject, CalcAndGetLnPhiLogsTheResultsItsFlagsAskForAndForwardsTheFlags)
+{
+    struct Case {
+        int flags;
+        HRESULT result;
+        const char* shown;   // how the log writes the flags
+        std::vector<std::string> outs;
+    } cases[] = {
+        {0, S_OK, "CAPE_NO_CALCULATION", {}},
+        {1, S_OK, "|", {"lnPhi"}},
+        {2, S_OK, "|", {"lnPhiDT"}},
+        {4, S_OK, "|", {"lnPhiDP"}},
+        {8, S_OK, "|", {"lnPhiDn"}},
+        {10, S_OK, "|", {"lnPhiDT", "lnPhiDn"}},
+        {15, S_OK, "|", {"lnPhi", "lnPhiDT", "lnPhiDP", "lnPhiDn"}},
+        {16, S_OK, "", {}},
+        {17, S_OK, "|", {"lnPhi"}},
+        {15, E_FAIL, "|", {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.flags);
+        LogCapture capture;
+        auto kitObject = makeMaterial(Material::Full11);
+        int received = -1;
+        // The material fills all four whatever it was asked.
+        kitObject->on(&ICapeThermoPropertyRoutine::CalcAndGetLnPhi,
+                      [&](BSTR, double, double, VARIANT, int flags, VARIANT* a, VARIANT* b, VARIANT* c2, VARIANT* d) {
+                          received = flags;
+                          for (VARIANT* out : {a, b, c2, d}) tarv::makeDoubleArray({-0.5}).detachTo(out);
+                          return c.result;
+                      });
+        NoLeaks leaks{kitObject.get()};
+        ComPtr<ICapeThermoPropertyRoutine> proxy =
+            tarv::createMaterialProxy(kitObject.get(), capture.log(), 1, nullptr, 0).query<ICapeThermoPropertyRoutine>();
+        tarv::Variant lnPhi, dT, dP, dn;
+        tarv::Variant moles = tarv::makeDoubleArray({1, 2});
+        EXPECT_EQ(proxy->CalcAndGetLnPhi(Bstr(L"Vapor").get(), 300, 1e5, moles.get(), c.flags, lnPhi.ptr(), dT.ptr(),
+                                         dP.ptr(), dn.ptr()),
+                  c.result);
+        EXPECT_EQ(received, c.flags);
+        std::string records = capture.records();
+        EXPECT_NE(records.find(std::string("<arg name=\"fFlags\" direc=\"in\" type=\"int\">\n  <argval value=\"") +
+                               c.shown + "\"/>"),
+                  std::string::npos)
+            << records;
+        std::vector<std::string> outs;
+        for (const Item& item : parseRecords(records))
+            if (item.kind == Item::Arg && item.direction == "out") outs.push_back(item.name);
+        EXPECT_EQ(outs, c.outs);
+    }
+}
+
+// The edge cases as the whole log shows them: an empty label's error after its argument in a
+// getter and before all arguments in a setter, a value of any type, a read-only SetProp with its
+// `values` going out, a deprecated method.
+const char* const kEdgeRecords = R"(<func name="ICapeThermoMaterial::GetTPFraction" direc="out" object="Stream">
+ <arg name="phaseLabel" direc="in" type="string">
+  <argval value="&quot;&quot;"/>
+ </arg>
+ <error value="Phase label cannot be empty"/>
+ <arg name="temperature" direc="out" type="double">
+  <argval value="300"/>
+ </arg>
+ <arg name="pressure" direc="out" type="double">
+  <argval value="101325"/>
+ </arg>
+ <arg name="composition" direc="out" type="VT_ARRAY|VT_R8">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 1"/>
+  <argval value="0.25"/>
+  <argval value="0.75"/>
+ </arg>
+</func>
+<func name="ICapeThermoMaterial::SetSinglePhaseProp" direc="out" object="Stream">
+ <error value="This object should be considered read-only"/>
+ <error value="Phase label cannot be empty"/>
+ <arg name="property" direc="in" type="string">
+  <argval value="&quot;fugacity&quot;"/>
+ </arg>
+ <arg name="phaseLabel" direc="in" type="string">
+  <argval value="&quot;&quot;"/>
+ </arg>
+ <arg name="basis" direc="in" type="string">
+  <argval value="&quot;mole&quot;"/>
+ </arg>
+ <arg name="values" direc="in" type="VT_ARRAY|VT_R8">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 0"/>
+  <argval value="1.5"/>
+ </arg>
+</func>
+<func name="ICapeThermoMaterial::GetPresentPhases" direc="out" object="Stream">
+ <arg name="phaseLabels" direc="out" type="VT_EMPTY">
+ </arg>
+ <arg name="phaseStatus" direc="out" type="VT_ARRAY|VT_I4">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 1"/>
+  <argval value="1"/>
+  <argval value="2"/>
+ </arg>
+</func>
+<func name="ICapeThermoMaterialObject::SetProp" direc="out" object="Stream">
+ <error value="This object should be considered read-only"/>
+ <arg name="property" direc="in" type="string">
+  <argval value="&quot;fraction&quot;"/>
+ </arg>
+ <arg name="phase" direc="in" type="string">
+  <argval value="&quot;Vapor&quot;"/>
+ </arg>
+ <arg name="compIds" direc="in" type="VT_ARRAY|VT_BSTR">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 0"/>
+  <argval value="&quot;water&quot;"/>
+ </arg>
+ <arg name="calcType" direc="in" type="string">
+  <argval value="&lt;NULL&gt;"/>
+ </arg>
+ <arg name="basis" direc="in" type="string">
+  <argval value="&quot;mole&quot;"/>
+ </arg>
+ <arg name="values" direc="out" type="VT_ARRAY|VT_R8">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 0"/>
+  <argval value="1.5"/>
+ </arg>
+</func>
+<func name="ICapeThermoMaterialObject::ValidityCheck" direc="out" object="Stream">
+ <arg name="props" direc="in" type="VT_ARRAY|VT_BSTR">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 0"/>
+  <argval value="&quot;water&quot;"/>
+ </arg>
+ <error value="ValidityCheck should not be used"/>
+ <arg name="relList" direc="out" type="VT_EMPTY">
+ <error value="Invalid type for argument relList: expected VT_ARRAY|VT_DISPATCH"/>
+ </arg>
+</func>
+)";
+
+TEST(MaterialObject, RecordsOfEmptyLabelsReadOnlyChangesAndDeprecatedMethods)
+{
+    LogCapture capture;
+    auto kitObject = makeMaterial(Material::Both);
+    kitObject->on(&ICapeThermoMaterial::GetTPFraction, [](BSTR, double* t, double* p, VARIANT* x) {
+        *t = 300;
+        *p = 101325;
+        tarv::makeDoubleArray({0.25, 0.75}).detachTo(x);
+    });
+    kitObject->returns(&ICapeThermoMaterial::GetPresentPhases, tarv::makeLongArray({1, 2}));
+    NoLeaks leaks{kitObject.get()};
+    {
+        ComPtr<IDispatch> readOnly11 = tarv::createMaterialProxy(kitObject.get(), capture.log(), 1, nullptr, 1);
+        ComPtr<IDispatch> readOnly10 = tarv::createMaterialProxy(kitObject.get(), capture.log(), 0, nullptr, 1);
+        auto material = readOnly11.query<ICapeThermoMaterial>();
+        Bstr empty(L"");
+        double t = 0, p = 0;
+        tarv::Variant x, labels, status, values = tarv::makeDoubleArray({1.5});
+        EXPECT_EQ(material->GetTPFraction(empty.get(), &t, &p, x.ptr()), S_OK);
+        EXPECT_EQ(material->SetSinglePhaseProp(Bstr(L"fugacity").get(), empty.get(), Bstr(L"mole").get(), values.get()),
+                  S_OK);
+        EXPECT_EQ(material->GetPresentPhases(labels.ptr(), status.ptr()), S_OK);
+        auto object = readOnly10.query<ICapeThermoMaterialObject>();
+        tarv::Variant compIds = tarv::makeStringArray({L"water"}), relList;
+        EXPECT_EQ(object->SetProp(Bstr(L"fraction").get(), Bstr(L"Vapor").get(), compIds.get(), nullptr,
+                                  Bstr(L"mole").get(), values.get()),
+                  S_OK);
+        EXPECT_EQ(object->ValidityCheck(compIds.get(), relList.ptr()), S_OK);
+        EXPECT_EQ(capture.records(), kEdgeRecords);
+        // The deprecation is reported at every call, and the call goes on.
+        EXPECT_EQ(object->ValidityCheck(compIds.get(), relList.ptr()), S_OK);
+        EXPECT_EQ(testsupport::occurrences(capture.records(), "ValidityCheck should not be used"), 2u);
+    }
+    EXPECT_EQ(kitObject->callCount("ICapeThermoMaterialObject::ValidityCheck"), 2u);
+    EXPECT_EQ(kitObject->callCount("ICapeThermoMaterial::SetSinglePhaseProp"), 1u);
+    EXPECT_EQ(kitObject->callCount("ICapeThermoMaterialObject::SetProp"), 1u);
+}
