@@ -286,6 +286,13 @@ std::string checksOf(const std::string& records)
     return out;
 }
 
+std::string withoutAddresses(std::string records)
+{
+    for (size_t p = records.find(" (address 0x"); p != std::string::npos; p = records.find(" (address 0x", p))
+        records.erase(p, records.find(')', p) + 1 - p);
+    return records;
+}
+
 // --- Calls described by the type library ---------------------------------------------------------
 
 std::vector<Method> methodsOf(REFIID iid)

@@ -95,6 +95,8 @@ std::vector<Item> parseRecords(const std::string& records);
 std::string outline(const std::string& wrongTypeRun, const std::string& emptyRun);
 // Only the check tokens of some records.
 std::string checksOf(const std::string& records);
+// The records with the addresses of logged interfaces taken out.
+std::string withoutAddresses(std::string records);
 
 // --- Calls described by the type library ---------------------------------------------------------
 
