@@ -376,6 +376,8 @@ void* Call::Slot::storage()
 Call::Call(const Method& method, Fill fill, int flags) : method_(method)
 {
     for (const Param& p : method.params) {
+        // Values differ by position, so that arguments that changed places would show.
+        std::wstring position = std::to_wstring(slots_.size());
         Slot s;
         s.param = p;
         if (p.byRef) {
@@ -385,10 +387,10 @@ Call::Call(const Method& method, Fill fill, int flags) : method_(method)
             }
         } else if (p.vt == VT_BSTR) {
             s.value.vt = VT_BSTR;
-            s.value.bstrVal = SysAllocString(fill == Fill::Values ? L"P" : L"");
+            s.value.bstrVal = SysAllocString(fill == Fill::Values ? (L"P" + position).c_str() : L"");
         } else if (p.vt == VT_R8) {
             s.value.vt = VT_R8;
-            s.value.dblVal = fill == Fill::Values ? 2.5 : 0.0;
+            s.value.dblVal = fill == Fill::Values ? 0.5 + static_cast<double>(slots_.size()) : 0.0;
         } else if (p.vt == VT_INT || p.vt == VT_I4) {
             s.value.vt = VT_I4;
             s.value.lVal = flags;
@@ -397,7 +399,7 @@ Call::Call(const Method& method, Fill fill, int flags) : method_(method)
                 s.value.vt = VT_BOOL;
                 s.value.boolVal = VARIANT_TRUE;
             } else if (fill == Fill::Values) {
-                tarv::makeStringArray({L"a", L"b"}).detachTo(&s.value);
+                tarv::makeStringArray({L"a" + position, L"b"}).detachTo(&s.value);
             }
         } else {
             throw std::invalid_argument("argument type the tests do not build");

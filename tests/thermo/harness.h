@@ -125,7 +125,7 @@ const Method& findMethod(const std::string& qualified);
 enum class Fill {
     Empty,       // strings "", numbers 0, VARIANTs VT_EMPTY
     WrongType,   // strings "", numbers 0, VARIANTs a boolean
-    Values,      // strings "P", numbers 2.5, VARIANTs a string array
+    Values,      // strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"}, n the position
 };
 
 class Call {
