@@ -237,7 +237,7 @@ struct FrameState {
     BarrierFault::Kind kind = BarrierFault::Kind::None;
     unsigned code = 0;
     EXCEPTION_RECORD record;  // copy of what the handler saw, for the translator; set with kind
-    std::string text;
+    std::string* text = nullptr;  // the fault's text, written only when something was caught
 };
 
 // Where the trampoline keeps the FrameState pointer: above the callee's home area, relative to
@@ -259,9 +259,9 @@ void capture(FrameState& state, const EXCEPTION_RECORD& record) noexcept
     }
     state.kind = BarrierFault::Kind::Other;
     try {
-        if (msvcThrownText(record, state.text)) state.kind = BarrierFault::Kind::Text;
+        if (msvcThrownText(record, *state.text)) state.kind = BarrierFault::Kind::Text;
     } catch (...) {
-        state.text.clear();
+        state.text->clear();
     }
 }
 
@@ -275,9 +275,9 @@ HRESULT callForward(void* p)
     } catch (const char* text) {
         state.kind = text ? BarrierFault::Kind::Text : BarrierFault::Kind::Other;
         try {
-            if (text) state.text = text;
+            if (text) *state.text = text;
         } catch (...) {
-            state.text.clear();
+            state.text->clear();
         }
     } catch (...) {
         state.kind = BarrierFault::Kind::Other;
@@ -351,11 +351,14 @@ namespace detail {
 
 HRESULT guardedInvoke(ForwardThunk thunk, void* forward, BarrierFault& fault) noexcept
 {
-    fault = BarrierFault{};
+    fault.kind = BarrierFault::Kind::None;
+    fault.code = 0;
+    fault.text.clear();
     prepareThread();
     FrameState state;
     state.thunk = thunk;
     state.forward = forward;
+    state.text = &fault.text;
     const HRESULT result = tarv_barrier_enter(&callForward, &state);
     if (state.kind == BarrierFault::Kind::None) return result;
 
@@ -372,8 +375,6 @@ HRESULT guardedInvoke(ForwardThunk thunk, void* forward, BarrierFault& fault) no
         } catch (...) {
             fault.text.clear();  // out of memory for the text
         }
-    } else {
-        fault.text.swap(state.text);
     }
     return E_UNEXPECTED;
 }

@@ -370,9 +370,8 @@ void ReadOnlyCheck::before(ProxyCall& c) const
 
 namespace detail {
 
-HRESULT afterBarrier(CallLog* log, HRESULT result, const BarrierFault& fault)
+HRESULT barrierCaught(CallLog* log, const BarrierFault& fault)
 {
-    if (!fault) return result;
     if (log) log->writeError(fault.recordText().c_str());
     return E_UNEXPECTED;
 }
