@@ -553,3 +553,85 @@ TEST(ProxiedCall, WithoutALogTheCallerStillGetsUnexpected)
     EXPECT_EQ(exposed->Count(&count), E_UNEXPECTED);
     EXPECT_EQ(count, 5);
 }
+
+TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingBeforeCreation)
+{
+    LogCapture capture;
+    ComPtr<testproxy::TestUnit> unit(new testproxy::TestUnit());
+    unit->attachLog(capture.log(), "Unit");
+    // Empty: the class's own interfaces are there, without a foreign object and without a word.
+    EXPECT_TRUE(unit.query<ICapeCollection>());
+    EXPECT_TRUE(unit.query<ECapeUser>());
+    EXPECT_TRUE(unit.query<ICapeUtilities>());
+    EXPECT_EQ(capture.records(), "");
+    void* untouched = reinterpret_cast<void*>(1);
+    EXPECT_EQ(unit->QueryInterface(IID_IPersistStream, &untouched), E_NOINTERFACE);
+    EXPECT_EQ(untouched, reinterpret_cast<void*>(1));
+    EXPECT_EQ(capture.records(), "<info value=\"Logged object uses IPersistStreamInit; QueryInterface for "
+                                 "IPersistStream returns E_NOINTERFACE\"/>\n");
+
+    // Live: the foreign object decides again, and IPersistStream stays refused even if it has it.
+    auto real = Object::create<ICapeCollection, IPersistStream, ICapeIdentification>();
+    unit->attachObject(ComPtr<IUnknown>(real.get()).detach());
+    real->clearQueries();
+    EXPECT_FALSE(unit.query<ECapeUser>());
+    EXPECT_FALSE(unit.query<IPersistStream>());
+    EXPECT_FALSE(real->wasQueried(IID_IPersistStream));
+}
+
+TEST(ExposedObject, AnEditWhoseNameCannotBeReadChangesNothingElse)
+{
+    LogCapture capture;
+    auto collection = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>(L"Named");
+    collection->fail(&ICapeIdentification::get_ComponentName, E_FAIL);
+    auto exposed = testproxy::expose(collection.get(), capture.log(), "Named");
+    EXPECT_EQ(exposed->Edit(), S_OK);
+    EXPECT_EQ(exposed->name(), "Named");
+    EXPECT_EQ(capture.records(), "<func name=\"ICapeUtilities::Edit\" direc=\"in\" object=\"Named\">\n</func>\n");
+}
+
+TEST(ExposedObject, ParametersComeBackThroughAProxyWithALogAndAsTheyAreWithout)
+{
+    testproxy::installTestFactories();
+    auto parameters = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Parameters");
+    for (bool logged : {true, false}) {
+        LogCapture capture;
+        auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+        package->returns(&ICapeUtilities::get_parameters, parameters->ptr<ICapeDiagnostic>());
+        auto exposed = testproxy::expose(package.get(), logged ? capture.log() : nullptr);
+        ComPtr<IDispatch> got;
+        ASSERT_EQ(exposed->get_parameters(got.put()), S_OK);
+        if (logged) {
+            EXPECT_NE(got.get(), static_cast<IDispatch*>(parameters->ptr<ICapeDiagnostic>()));
+            EXPECT_EQ(exposed->children().size(), 1u);
+            EXPECT_NE(capture.records().find("interface to object &quot;Parameters&quot;"), std::string::npos);
+        } else {
+            EXPECT_EQ(got.get(), static_cast<IDispatch*>(parameters->ptr<ICapeDiagnostic>()));
+        }
+    }
+    // A failure nulls the caller's pointer when logged; a null collection leaves it as it was.
+    LogCapture capture;
+    auto failing = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    failing->fail(&ICapeUtilities::get_parameters, E_FAIL);
+    auto exposed = testproxy::expose(failing.get(), capture.log());
+    IDispatch* out = reinterpret_cast<IDispatch*>(1);
+    EXPECT_EQ(exposed->get_parameters(&out), E_FAIL);
+    EXPECT_EQ(out, nullptr);
+    failing->on(&ICapeUtilities::get_parameters, [](IDispatch** p) { *p = nullptr; });
+    out = nullptr;
+    EXPECT_EQ(exposed->get_parameters(&out), S_OK);
+    EXPECT_EQ(out, nullptr);
+}
+
+TEST(ExposedObject, AContextThatThePackageDoesNotKeepGoesWithTheCall)
+{
+    testproxy::installTestFactories();
+    LogCapture capture;
+    auto context = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Context");
+    auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    auto exposed = testproxy::expose(package.get(), capture.log());
+    ULONG before = context->refCount();
+    ASSERT_EQ(exposed->put_simulationContext(context->ptr<ICapeDiagnostic>()), S_OK);
+    EXPECT_TRUE(exposed->children().empty());
+    EXPECT_EQ(context->refCount(), before);
+}

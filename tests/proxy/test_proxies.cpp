@@ -72,6 +72,11 @@ HRESULT TestExposed::Count(LONG* count)
         [&](ICapeCollection* i) { return i->Count(count); }, OutLong{"itemsCount", count});
 }
 
+TestUnit::TestUnit()
+{
+    type_ = "Test Unit";
+}
+
 ComPtr<TestExposed> expose(IUnknown* foreign, CallLog* log, const char* name)
 {
     ComPtr<TestExposed> object(new TestExposed());

@@ -39,6 +39,18 @@ private:
     ComPtr<ICapeCollection> collection_;
 };
 
+// An exposed object with the unit operation's variation of the interface policy: IPersistStream
+// refused with a note, and all its interfaces answered while it has no foreign object.
+class TestUnit : public tarv::ProxyClass<TestUnit, tarv::ExposedObjectBase, ICapeCollection, ICapeCollection> {
+public:
+    TestUnit();
+    HRESULT STDMETHODCALLTYPE Item(VARIANT, IDispatch**) override { return E_NOTIMPL; }
+    HRESULT STDMETHODCALLTYPE Count(LONG*) override { return E_NOTIMPL; }
+
+protected:
+    tarv::QueryPolicy queryPolicy() const override { return {true, true}; }
+};
+
 // An exposed object over `foreign` (whose reference it takes), logged when `log` is given, as the
 // server's resolution makes them.
 ComPtr<TestExposed> expose(IUnknown* foreign, CallLog* log, const char* name = "Exposed");
