@@ -14,6 +14,64 @@ namespace kit {
 inline constexpr CLSID CLSID_KitObject = {0x965E01B0, 0x3441, 0x421A, {0x83, 0xD0, 0x09, 0xB4, 0x70, 0x8D, 0x0C, 0x52}};
 inline constexpr wchar_t kKitObjectProgId[] = L"TARVKit.Object";
 
+// --- Ideal-mixture property packages (kit/ideal): n-pentane/n-hexane/n-heptane ("Ideal Alkanes")
+// and benzene/toluene/o-xylene ("Ideal Aromatics"), TP flash by Raoult's law. ---------------------
+
+// TARVKit.IdealPackage: stand-alone CAPE-OPEN 1.1 property package "Ideal Alkanes".
+// {E2785283-7782-4DEA-B42C-FDD927B10286}
+inline constexpr CLSID CLSID_IdealPackage = {0xE2785283, 0x7782, 0x4DEA, {0xB4, 0x2C, 0xFD, 0xD9, 0x27, 0xB1, 0x02, 0x86}};
+inline constexpr wchar_t kIdealPackageProgId[] = L"TARVKit.IdealPackage";
+
+// TARVKit.PackageManager: CAPE-OPEN 1.1 property package manager offering "Ideal Alkanes" and
+// "Ideal Aromatics"; an unknown name fails with ECapeInvalidArgument.
+// {808B7DF7-562A-4C2D-A3F5-BECF58BAC59F}
+inline constexpr CLSID CLSID_PackageManager = {0x808B7DF7, 0x562A, 0x4C2D, {0xA3, 0xF5, 0xBE, 0xCF, 0x58, 0xBA, 0xC5, 0x9F}};
+inline constexpr wchar_t kPackageManagerProgId[] = L"TARVKit.PackageManager";
+
+// TARVKit.ThermoSystem10: CAPE-OPEN 1.0 thermo system offering the same two packages.
+// {841DF50A-28EB-4538-9194-0B2D4EE3F400}
+inline constexpr CLSID CLSID_ThermoSystem10 = {0x841DF50A, 0x28EB, 0x4538, {0x91, 0x94, 0x0B, 0x2D, 0x4E, 0xE3, 0xF4, 0x00}};
+inline constexpr wchar_t kThermoSystem10ProgId[] = L"TARVKit.ThermoSystem10";
+
+// TARVKit.Package10: stand-alone CAPE-OPEN 1.0 property package "Ideal Alkanes".
+// {DF4A99ED-9950-4A90-BD93-0B3C89C68695}
+inline constexpr CLSID CLSID_Package10 = {0xDF4A99ED, 0x9950, 0x4A90, {0xBD, 0x93, 0x0B, 0x3C, 0x89, 0xC6, 0x86, 0x95}};
+inline constexpr wchar_t kPackage10ProgId[] = L"TARVKit.Package10";
+
+// --- Misbehaving 1.1 containers and packages, for failure tests of package resolution. --------
+
+// TARVKit.ManagerFailingInit: Initialize fails with ECapeFailedInitialisation (0x8004050F) and
+// the description kFailingInitText; otherwise a normal manager.
+// {1BC0B0B8-8C80-403A-9F8D-43B41379A9DF}
+inline constexpr CLSID CLSID_ManagerFailingInit = {0x1BC0B0B8, 0x8C80, 0x403A, {0x9F, 0x8D, 0x43, 0xB4, 0x13, 0x79, 0xA9, 0xDF}};
+inline constexpr wchar_t kManagerFailingInitProgId[] = L"TARVKit.ManagerFailingInit";
+inline constexpr wchar_t kFailingInitText[] = L"The compound data bank could not be opened";
+
+// TARVKit.ManagerWithoutUtilities: a working manager that does not expose ICapeUtilities.
+// {0C450ED7-19C3-4B68-BD6C-1FB5B37CB954}
+inline constexpr CLSID CLSID_ManagerWithoutUtilities = {0x0C450ED7, 0x19C3, 0x4B68, {0xBD, 0x6C, 0x1F, 0xB5, 0xB3, 0x7C, 0xB9, 0x54}};
+inline constexpr wchar_t kManagerWithoutUtilitiesProgId[] = L"TARVKit.ManagerWithoutUtilities";
+
+// TARVKit.ManagerReturningNull: GetPropertyPackage returns S_OK and a null package for any name.
+// {444928C3-0CAF-4A59-AB42-F2F11794AC22}
+inline constexpr CLSID CLSID_ManagerReturningNull = {0x444928C3, 0x0CAF, 0x4A59, {0xAB, 0x42, 0xF2, 0xF1, 0x17, 0x94, 0xAC, 0x22}};
+inline constexpr wchar_t kManagerReturningNullProgId[] = L"TARVKit.ManagerReturningNull";
+
+// TARVKit.PackageWithoutUtilities: stand-alone 1.1 package "Ideal Alkanes" without ICapeUtilities.
+// {8121192B-0D4F-4EC6-ADFF-BF31D6E725CE}
+inline constexpr CLSID CLSID_PackageWithoutUtilities = {0x8121192B, 0x0D4F, 0x4EC6, {0xAD, 0xFF, 0xBF, 0x31, 0xD6, 0xE7, 0x25, 0xCE}};
+inline constexpr wchar_t kPackageWithoutUtilitiesProgId[] = L"TARVKit.PackageWithoutUtilities";
+
+// The CapeDescription key of a CAPE-OPEN component; a row with a null name writes none.
+struct CapeDescription {
+    const wchar_t* name;
+    const wchar_t* description;
+    const wchar_t* capeVersion;        // "1.0" or "1.1"
+    const wchar_t* componentVersion;
+    const wchar_t* vendorUrl;
+    const wchar_t* about;
+};
+
 struct ClassRow {
     CLSID clsid;
     const wchar_t* progId;
@@ -22,6 +80,7 @@ struct ClassRow {
     std::vector<GUID> categories;   // written as Implemented Categories
     // Creates a new instance and queries it for `iid`.
     HRESULT (*create)(REFIID iid, void** out);
+    CapeDescription cape;
 };
 
 const std::vector<ClassRow>& classTable();

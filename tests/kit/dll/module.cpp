@@ -1,5 +1,6 @@
 // The in-process server entry points of tarvkit.dll over the class table in classes.cpp.
 #include "kit/classes.h"
+#include "kit/ideal/component.h"
 #include "kit/kit.h"
 
 #include <olectl.h>
@@ -94,6 +95,19 @@ LSTATUS registerClass(const kit::ClassRow& row, const std::wstring& modulePath)
         if (LSTATUS rc = setValue(key + L"\\Implemented Categories\\" + guidText(cat), nullptr, L"");
             rc != ERROR_SUCCESS)
             return rc;
+    if (!row.cape.name) return ERROR_SUCCESS;
+    // CAPE-OPEN components describe themselves to simulators under CapeDescription.
+    const std::pair<const wchar_t*, const wchar_t*> cape[] = {
+        {L"Name", row.cape.name},
+        {L"Description", row.cape.description},
+        {L"CapeVersion", row.cape.capeVersion},
+        {L"ComponentVersion", row.cape.componentVersion},
+        {L"VendorURL", row.cape.vendorUrl},
+        {L"About", row.cape.about},
+    };
+    for (const auto& [name, value] : cape)
+        if (LSTATUS rc = setValue(key + L"\\CapeDescription", name, value ? value : L""); rc != ERROR_SUCCESS)
+            return rc;
     return ERROR_SUCCESS;
 }
 
@@ -132,7 +146,9 @@ STDAPI DllGetClassObject(REFCLSID clsid, REFIID iid, LPVOID* out)
 
 STDAPI DllCanUnloadNow()
 {
-    return kit::Object::liveCount() == 0 && gLocks == 0 && gFactories == 0 ? S_OK : S_FALSE;
+    return kit::Object::liveCount() == 0 && kit::ideal::liveComponents() == 0 && gLocks == 0 && gFactories == 0
+               ? S_OK
+               : S_FALSE;
 }
 
 STDAPI DllRegisterServer()
