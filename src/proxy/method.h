@@ -119,55 +119,38 @@ constexpr int mayBeEmpty = 1;
 
 // --- Steps: in-arguments (logged with direction "in") ------------------------------------------
 
-struct InString {
-    const char* name; BSTR value;
-    void before(ProxyCall& c) const { c.log->argString(name, 1, value); }
+// An in-argument logged by one of the log's argument operations.
+template <class T, void (CallLog::*Log)(const char*, int, T)>
+struct InArg {
+    const char* name;
+    T value;
+    void before(ProxyCall& c) const { (c.log->*Log)(name, 1, value); }
 };
-struct InDouble {
-    const char* name; double value;
-    void before(ProxyCall& c) const { c.log->argDouble(name, 1, value); }
+
+using InString = InArg<BSTR, &CallLog::argString>;
+using InDouble = InArg<double, &CallLog::argDouble>;
+using InLong = InArg<LONG, &CallLog::argLong>;
+using InVariantBool = InArg<VARIANT_BOOL, &CallLog::argVariantBool>;
+using InBool = InArg<BOOL, &CallLog::argBool>;
+using InInterface = InArg<IUnknown*, &CallLog::argInterface>;
+using InInterfacePointer = InArg<IUnknown*, &CallLog::argInterfacePointer>;
+using InCalculationFlags = InArg<int, &CallLog::argCalculationFlags>;
+using InParamMode = InArg<CapeParamMode, &CallLog::argParamMode>;
+using InPortDirection = InArg<CapePortDirection, &CallLog::argPortDirection>;
+
+// A VARIANT argument against its expected type; `direction` 0 shows an in-argument as "out".
+template <int Direction>
+struct InVariantArg {
+    const char* name;
+    const VARIANT& value;
+    VARTYPE expected = CallLog::anyType;
+    int emptyAllowed = 0;
+    void before(ProxyCall& c) const { c.log->argVariant(name, Direction, value, expected, emptyAllowed); }
 };
-struct InLong {
-    const char* name; LONG value;
-    void before(ProxyCall& c) const { c.log->argLong(name, 1, value); }
-};
-struct InVariantBool {
-    const char* name; VARIANT_BOOL value;
-    void before(ProxyCall& c) const { c.log->argVariantBool(name, 1, value); }
-};
-struct InBool {
-    const char* name; BOOL value;
-    void before(ProxyCall& c) const { c.log->argBool(name, 1, value); }
-};
-struct InVariant {
-    const char* name; const VARIANT& value; VARTYPE expected = CallLog::anyType; int emptyAllowed = 0;
-    void before(ProxyCall& c) const { c.log->argVariant(name, 1, value, expected, emptyAllowed); }
-};
+
+using InVariant = InVariantArg<1>;
 // An in-argument that the log shows with direction "out".
-struct InVariantShownAsOut {
-    const char* name; const VARIANT& value; VARTYPE expected = CallLog::anyType; int emptyAllowed = 0;
-    void before(ProxyCall& c) const { c.log->argVariant(name, 0, value, expected, emptyAllowed); }
-};
-struct InInterface {
-    const char* name; IUnknown* value;
-    void before(ProxyCall& c) const { c.log->argInterface(name, 1, value); }
-};
-struct InInterfacePointer {
-    const char* name; IUnknown* value;
-    void before(ProxyCall& c) const { c.log->argInterfacePointer(name, 1, value); }
-};
-struct InCalculationFlags {
-    const char* name; int value;
-    void before(ProxyCall& c) const { c.log->argCalculationFlags(name, 1, value); }
-};
-struct InParamMode {
-    const char* name; CapeParamMode value;
-    void before(ProxyCall& c) const { c.log->argParamMode(name, 1, value); }
-};
-struct InPortDirection {
-    const char* name; CapePortDirection value;
-    void before(ProxyCall& c) const { c.log->argPortDirection(name, 1, value); }
-};
+using InVariantShownAsOut = InVariantArg<0>;
 
 // --- Steps: checks --------------------------------------------------------------------------------
 
@@ -184,61 +167,41 @@ struct ErrorRecord {
 
 // --- Steps: out-arguments (logged with direction "out", after success) ---------------------------
 
-struct OutString {
-    const char* name; BSTR* value;
-    void after(ProxyCall& c) const { c.log->argString(name, 0, *value); }
+// An out-argument logged by one of the log's argument operations, read where the foreign object
+// wrote it.
+template <class T, void (CallLog::*Log)(const char*, int, T)>
+struct OutArg {
+    const char* name;
+    T* value;
+    void after(ProxyCall& c) const { (c.log->*Log)(name, 0, *value); }
 };
-struct OutDouble {
-    const char* name; double* value;
-    void after(ProxyCall& c) const { c.log->argDouble(name, 0, *value); }
-};
-struct OutLong {
-    const char* name; LONG* value;
-    void after(ProxyCall& c) const { c.log->argLong(name, 0, *value); }
-};
-struct OutShort {
-    const char* name; short* value;
-    void after(ProxyCall& c) const { c.log->argShort(name, 0, *value); }
-};
-struct OutVariantBool {
-    const char* name; VARIANT_BOOL* value;
-    void after(ProxyCall& c) const { c.log->argVariantBool(name, 0, *value); }
-};
+
+using OutString = OutArg<BSTR, &CallLog::argString>;
+using OutDouble = OutArg<double, &CallLog::argDouble>;
+using OutLong = OutArg<LONG, &CallLog::argLong>;
+using OutShort = OutArg<short, &CallLog::argShort>;
+using OutVariantBool = OutArg<VARIANT_BOOL, &CallLog::argVariantBool>;
+using OutValidationStatus = OutArg<CapeValidationStatus, &CallLog::argValidationStatus>;
+using OutPortType = OutArg<CapePortType, &CallLog::argPortType>;
+using OutPortDirection = OutArg<CapePortDirection, &CallLog::argPortDirection>;
+using OutReactionType = OutArg<CapeReactionType, &CallLog::argReactionType>;
+using OutReactionRateBasis = OutArg<CapeReactionRateBasis, &CallLog::argReactionRateBasis>;
+using OutParamMode = OutArg<CapeParamMode, &CallLog::argParamMode>;
+using OutParamType = OutArg<CapeParamType, &CallLog::argParamType>;
+
 struct OutVariant {
-    const char* name; VARIANT* value; VARTYPE expected = CallLog::anyType; int emptyAllowed = 0;
+    const char* name;
+    VARIANT* value;
+    VARTYPE expected = CallLog::anyType;
+    int emptyAllowed = 0;
     void after(ProxyCall& c) const { c.log->argVariant(name, 0, *value, expected, emptyAllowed); }
 };
+
+// An interface result, shown with the name of its object.
 struct OutInterface {
-    const char* name; IDispatch** value;
+    const char* name;
+    IDispatch** value;
     void after(ProxyCall& c) const { c.log->argInterface(name, 0, *value); }
-};
-struct OutValidationStatus {
-    const char* name; CapeValidationStatus* value;
-    void after(ProxyCall& c) const { c.log->argValidationStatus(name, 0, *value); }
-};
-struct OutPortType {
-    const char* name; CapePortType* value;
-    void after(ProxyCall& c) const { c.log->argPortType(name, 0, *value); }
-};
-struct OutPortDirection {
-    const char* name; CapePortDirection* value;
-    void after(ProxyCall& c) const { c.log->argPortDirection(name, 0, *value); }
-};
-struct OutReactionType {
-    const char* name; CapeReactionType* value;
-    void after(ProxyCall& c) const { c.log->argReactionType(name, 0, *value); }
-};
-struct OutReactionRateBasis {
-    const char* name; CapeReactionRateBasis* value;
-    void after(ProxyCall& c) const { c.log->argReactionRateBasis(name, 0, *value); }
-};
-struct OutParamMode {
-    const char* name; CapeParamMode* value;
-    void after(ProxyCall& c) const { c.log->argParamMode(name, 0, *value); }
-};
-struct OutParamType {
-    const char* name; CapeParamType* value;
-    void after(ProxyCall& c) const { c.log->argParamType(name, 0, *value); }
 };
 
 } // namespace tarv
