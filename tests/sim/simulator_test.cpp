@@ -1,0 +1,191 @@
+// tarv_simulator.exe run as a child process against the kit's registered containers in process:
+// the summary it prints, the agreement of its 1.0 and 1.1 roads, and its failure reports.
+#include <windows.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct ChildRun {
+    DWORD exitCode = 0xFFFFFFFF;
+    std::string out, err;
+};
+
+std::wstring simulatorPath()
+{
+    const wchar_t* p = _wgetenv(L"TARV_SIMULATOR");
+    std::wstring s = p ? p : L"";
+    for (wchar_t& c : s)
+        if (c == L'/') c = L'\\';
+    return s;
+}
+
+std::string readFile(const std::wstring& path)
+{
+    std::ifstream in(path.c_str(), std::ios::binary);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    std::string s = ss.str();
+    std::string lf;
+    for (char c : s)
+        if (c != '\r') lf += c;
+    return lf;
+}
+
+HANDLE inheritableFile(const std::wstring& path)
+{
+    SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
+    return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &sa, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+// Runs the simulator with `args`, its output captured in files.
+ChildRun simulate(const std::wstring& args)
+{
+    ChildRun r;
+    wchar_t dir[MAX_PATH];
+    GetTempPathW(MAX_PATH, dir);
+    const std::wstring outPath = std::wstring(dir) + L"tarv_sim_out.txt", errPath = std::wstring(dir) + L"tarv_sim_err.txt";
+    HANDLE out = inheritableFile(outPath), err = inheritableFile(errPath);
+    STARTUPINFOW si{};
+    si.cb = sizeof si;
+    si.dwFlags = STARTF_USESTDHANDLES;
+    si.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    si.hStdOutput = out;
+    si.hStdError = err;
+    PROCESS_INFORMATION pi{};
+    std::wstring cmd = L"\"" + simulatorPath() + L"\" " + args;
+    const BOOL started = CreateProcessW(nullptr, cmd.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &si, &pi);
+    CloseHandle(out);
+    CloseHandle(err);
+    if (!started) {
+        ADD_FAILURE() << "cannot start the simulator: error " << GetLastError();
+        return r;
+    }
+    if (WaitForSingleObject(pi.hProcess, 60000) != WAIT_OBJECT_0) {
+        TerminateProcess(pi.hProcess, 99);
+        ADD_FAILURE() << "the simulator did not finish";
+    }
+    GetExitCodeProcess(pi.hProcess, &r.exitCode);
+    CloseHandle(pi.hProcess);
+    CloseHandle(pi.hThread);
+    r.out = readFile(outPath);
+    r.err = readFile(errPath);
+    return r;
+}
+
+// The numbers of the summary row that starts with `label`.
+std::vector<double> row(const std::string& text, const std::string& label)
+{
+    std::istringstream in(text);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (line.rfind("  " + label, 0) != 0) continue;
+        std::istringstream cells(line.substr(2 + label.size()));
+        std::vector<double> v;
+        double d;
+        while (cells >> d) v.push_back(d);
+        return v;
+    }
+    return {};
+}
+
+// The result table: everything from the "Flash:" line on.
+std::string results(const std::string& out)
+{
+    const size_t at = out.find("Flash:");
+    return at == std::string::npos ? std::string() : out.substr(at);
+}
+
+const std::wstring kAromatics370 = L"--package \"Ideal Aromatics\" --T 370 --P 101325 --z 0.5,0.3,0.2 --flow 10";
+
+} // namespace
+
+TEST(Simulator, OneOneSummaryOfATwoPhaseFlash)
+{
+    ASSERT_FALSE(simulatorPath().empty()) << "TARV_SIMULATOR is not set";
+    const ChildRun r = simulate(L"--manager TARVKit.PackageManager --inproc " + kAromatics370);
+    ASSERT_EQ(r.exitCode, 0u) << r.err;
+    EXPECT_NE(r.out.find("Packages:   \"Ideal Alkanes\", \"Ideal Aromatics\""), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Flash:      TP, two phases, Vapor + Liquid"), std::string::npos) << r.out;
+
+    // Worked by hand: vapour fraction 0.175052, vapour and liquid compositions below.
+    const std::vector<double> beta = row(r.out, "Phase fraction [mol/mol]");
+    ASSERT_EQ(beta.size(), 3u) << r.out;
+    EXPECT_NEAR(beta[1], 0.175052, 1e-6);
+    EXPECT_NEAR(beta[2], 0.824948, 1e-6);
+    const std::vector<double> flows = row(r.out, "Flow [mol/s]");
+    ASSERT_EQ(flows.size(), 3u);
+    EXPECT_NEAR(flows[1] + flows[2], 10.0, 1e-4);
+    const char* names[] = {"Benzene", "Toluene", "o-Xylene"};
+    const double y[] = {0.734114, 0.211832, 0.054055}, x[] = {0.450322, 0.318709, 0.230969}, z[] = {0.5, 0.3, 0.2};
+    for (int i = 0; i < 3; ++i) {
+        const std::vector<double> v = row(r.out, std::string("x ") + names[i]);
+        ASSERT_EQ(v.size(), 3u) << names[i];
+        EXPECT_NEAR(v[0], z[i], 1e-6);
+        EXPECT_NEAR(v[1], y[i], 2e-6);
+        EXPECT_NEAR(v[2], x[i], 2e-6);
+        // Printed values balance to their printed precision.
+        EXPECT_NEAR(beta[1] * v[1] + beta[2] * v[2], v[0], 2e-6);
+        const std::vector<double> k = row(r.out, std::string("K-value (y/x) ") + names[i]);
+        ASSERT_EQ(k.size(), 1u);
+        EXPECT_NEAR(k[0], v[1] / v[2], 1e-4 * k[0]);
+    }
+    // Ideal gas density at 370 K and 1 atm; the liquid is far denser.
+    const std::vector<double> rho = row(r.out, "Density [mol/m3]");
+    ASSERT_EQ(rho.size(), 2u);
+    EXPECT_NEAR(rho[0], 101325.0 / (8.314462618 * 370.0), 1e-3);
+    EXPECT_GT(rho[1], 100 * rho[0]);
+}
+
+TEST(Simulator, OneZeroRoadPrintsTheSameResults)
+{
+    const ChildRun r11 = simulate(L"--manager TARVKit.PackageManager --inproc " + kAromatics370);
+    const ChildRun r10 = simulate(L"--generation 1.0 --manager TARVKit.ThermoSystem10 --inproc " + kAromatics370);
+    ASSERT_EQ(r11.exitCode, 0u) << r11.err;
+    ASSERT_EQ(r10.exitCode, 0u) << r10.err;
+    EXPECT_NE(r10.out.find("CAPE-OPEN 1.0"), std::string::npos);
+    // K-values are a 1.1 two-phase property; everything else is the same table.
+    const std::regex kvalues("  K-value[^\n]*\n");
+    EXPECT_EQ(results(r10.out), std::regex_replace(results(r11.out), kvalues, ""));
+
+    // A single-phase feed.
+    const ChildRun liquid = simulate(L"--generation 1.0 --manager TARVKit.ThermoSystem10 --inproc --T 300");
+    ASSERT_EQ(liquid.exitCode, 0u) << liquid.err;
+    EXPECT_NE(liquid.out.find("Flash:      TP, single phase, Liquid"), std::string::npos) << liquid.out;
+}
+
+TEST(Simulator, FailuresNameTheCallTheStatusAndTheDescription)
+{
+    struct Case {
+        std::wstring args;
+        DWORD exitCode;
+        std::vector<std::string> expected;   // in stderr
+    };
+    const Case cases[] = {
+        {L"--manager TARVKit.PackageManager --inproc --package Steam", 1,
+         {"GetPropertyPackage(\"Steam\") failed: HRESULT 0x80040506 (ECapeInvalidArgument)",
+          "There is no property package named \"Steam\""}},
+        {L"--manager TARVKit.ManagerFailingInit --inproc", 1,
+         {"manager Initialize failed: HRESULT 0x8004050F (ECapeFailedInitialisation)",
+          "The compound data bank could not be opened"}},
+        {L"--manager TARVKit.ManagerReturningNull --inproc", 1, {"success, but no package was returned"}},
+        {L"--manager TARVKit.PackageManager --inproc --T 2000", 1,
+         {"CalcEquilibrium failed: HRESULT 0x80040507 (ECapeOutOfBounds)", "Temperature 2000 K"}},
+        {L"--manager TARVKit.PackageManager --inproc --z 1,2", 2, {"--z has 2 values; the package has 3 compounds"}},
+        {L"--manager TARVKit.PackageManager", 1, {"REGDB_E_CLASSNOTREG", "--inproc"}},
+        {L"--manager TARVKit.NoSuchClass --inproc", 1, {"looking up class TARVKit.NoSuchClass failed"}},
+        {L"--T warm", 2, {"option --T needs a number"}},
+    };
+    for (const Case& c : cases) {
+        const ChildRun r = simulate(c.args);
+        EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
+        for (const std::string& e : c.expected) EXPECT_NE(r.err.find(e), std::string::npos) << r.err;
+    }
+}
