@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <map>
 #include <stdexcept>
 
@@ -77,7 +78,7 @@ const std::vector<ProxyClassInfo>& proxyClasses()
          [](IDispatch* proxy, REFIID iid) {
              return facetAmong<ICapeThermoCompounds, ICapeThermoEquilibriumRoutine, ICapeThermoMaterial,
                                ICapeThermoMaterialObject, ICapeThermoPhases, ICapeThermoPropertyRoutine,
-                               ICapeThermoUniversalConstant, ICapeIdentification, ECapeUser>(materialOf(proxy), iid);
+                               ICapeThermoUniversalConstant, ICapeIdentification>(materialOf(proxy), iid);
          },
          [](IDispatch* proxy) -> tarv::CapeOpenBase* { return materialOf(proxy); }},
         {"Material Template",
@@ -87,7 +88,7 @@ const std::vector<ProxyClassInfo>& proxyClasses()
              return tarv::createMaterialTemplateProxy(foreign, log, nullptr, readOnly);
          },
          [](IDispatch* proxy, REFIID iid) {
-             return facetAmong<ICapeThermoMaterialTemplate, ICapeIdentification>(templateOf(proxy), iid);
+             return facetAmong<ICapeThermoMaterialTemplate>(templateOf(proxy), iid);
          },
          [](IDispatch* proxy) -> tarv::CapeOpenBase* { return templateOf(proxy); }},
         {"Simulation Context",
@@ -101,8 +102,7 @@ const std::vector<ProxyClassInfo>& proxyClasses()
              return tarv::createSimulationContextProxy(context.get(), log, nullptr, readOnly);
          },
          [](IDispatch* proxy, REFIID iid) {
-             return facetAmong<ICapeCOSEUtilities, ICapeDiagnostic, ICapeMaterialTemplateSystem, ICapeIdentification>(
-                 contextOf(proxy), iid);
+             return facetAmong<ICapeCOSEUtilities, ICapeDiagnostic, ICapeMaterialTemplateSystem>(contextOf(proxy), iid);
          },
          [](IDispatch* proxy) -> tarv::CapeOpenBase* { return contextOf(proxy); }},
     };
@@ -351,8 +351,7 @@ const Method& findMethod(const std::string& qualified)
         for (const ProxyClassInfo& c : proxyClasses())
             for (const IID& iid : c.interfaces)
                 for (Method& method : methodsOf(iid)) m.emplace(method.qualified, std::move(method));
-        for (const IID& iid : {IID_ICapeIdentification, IID_ECapeUser})
-            for (Method& method : methodsOf(iid)) m.emplace(method.qualified, std::move(method));
+        for (Method& method : methodsOf(IID_ICapeIdentification)) m.emplace(method.qualified, std::move(method));
         return m;
     }();
     auto it = all.find(qualified);
