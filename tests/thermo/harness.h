@@ -87,7 +87,7 @@ struct Item {
 std::vector<Item> parseRecords(const std::string& records);
 
 // The records of one call as tokens: in-arguments `name:kind`, out-arguments `->name:kind`, and
-// the checks RO, PL, PH, NU, VER10, VER11, NOTCREATED, NOTEXPOSED (other records verbatim). The
+// the checks RO, PL, PH, NU, VER10, VER11, NOTCREATED, NOTEXPOSED (other records in brackets). The
 // kind of a VARIANT argument comes from two runs of the same call: one with values of a wrong
 // type tells the expected type (strings, doubles, variants, bools, dispatches, or any when
 // nothing is expected), one with empty values adds `?` where empty is accepted. Other arguments
