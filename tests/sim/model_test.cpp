@@ -180,3 +180,30 @@ TEST(IdealModel, PhasePropertiesAreOneConsistentModel)
     const std::vector<double> lnPhiL = m.lnFugacityCoefficients(Phase::Liquid, 350.0, 2e5);
     for (size_t i = 0; i < 3; ++i) EXPECT_NEAR(std::exp(lnPhiL[i]), m.vaporPressure(i, 350.0) / 2e5, 1e-12);
 }
+
+TEST(IdealModel, VapourFractionFlashesFindBubbleDewAndIntermediatePoints)
+{
+    const IdealModel m = IdealModel::fromIds({L"Benzene", L"Toluene"});
+    const std::vector<double> z{0.5, 0.5};
+    const FlashResult bubble = m.flashPVF(kAtm, 0.0, z);
+    EXPECT_NEAR(bubble.temperature, 365.2617, 1e-3);
+    ASSERT_TRUE(bubble.vapor && bubble.liquid);   // the incipient vapour is part of the answer
+    EXPECT_EQ(bubble.x, z);
+    EXPECT_NEAR(bubble.y[0], 0.5 * m.vaporPressure(0, bubble.temperature) / kAtm, 1e-9);
+    EXPECT_NEAR(bubble.y[0], 0.7136, 1e-4);
+    EXPECT_NEAR(m.flashPVF(kAtm, 1.0, z).temperature, 371.9228, 1e-3);
+
+    // An intermediate fraction lies between the two, and a TP flash there gives it back.
+    const FlashResult half = m.flashPVF(kAtm, 0.5, z);
+    EXPECT_GT(half.temperature, bubble.temperature);
+    EXPECT_LT(half.temperature, 371.9228);
+    EXPECT_NEAR(m.flashTP(half.temperature, kAtm, z).vaporFraction, 0.5, 1e-9);
+
+    const IdealModel a = alkanes();
+    const std::vector<double> third{1.0 / 3, 1.0 / 3, 1.0 / 3};
+    EXPECT_NEAR(a.flashTVF(340.0, 1.0, third).pressure, 71483.19, 0.01);    // dew pressure by hand
+    EXPECT_NEAR(a.flashTVF(340.0, 0.0, third).pressure, 130737.38, 0.01);   // bubble pressure by hand
+    const FlashResult tvf = a.flashTVF(340.0, 0.3, third);
+    EXPECT_NEAR(a.flashTP(340.0, tvf.pressure, third).vaporFraction, 0.3, 1e-9);
+    EXPECT_EQ(errorOf([&] { a.flashTVF(340.0, 1.5, third); }), kCapeOutOfBounds);
+}

@@ -217,6 +217,42 @@ TEST(Package11, FailuresReturnCapeStatusesAndDescribeThemselves)
     EXPECT_EQ(package.query<ICapeThermoMaterialContext>()->SetMaterial(nullptr), kCapeInvalidArgument);
 }
 
+TEST(Package11, VapourFractionSpecificationsTakeTheirValuesFromTheMaterial)
+{
+    const IdealModel model = IdealModel::fromIds(kAlkanes);
+    const std::vector<double> z{0.2, 0.5, 0.3};
+    auto package = package11();
+    auto eq = package.query<ICapeThermoEquilibriumRoutine>();
+
+    // Bubble point at 2 bar: the temperature found goes on the material overall.
+    auto m = sim::Material::create(kAlkanes, kPhases);
+    m->setValue(L"pressure", L"Overall", L"", {2e5});
+    m->setValue(L"fraction", L"Overall", L"mole", z);
+    m->setPresentPhases(kPhases, {});
+    ASSERT_EQ(package.query<ICapeThermoMaterialContext>()->SetMaterial(static_cast<ICapeThermoMaterial*>(m.get())), S_OK);
+    Variant fraction = tarv::makeStringArray({L"phaseFraction", L"mole", L"Vapor"});
+    // The vapour fraction is not on the material yet.
+    EXPECT_EQ(eq->CalcEquilibrium(spec(L"pressure").get(), fraction.get(), Bstr(L"Unspecified").get()),
+              kCapeThrmPropertyNotAvailable);
+    EXPECT_NE(told(package.get()).description.find(L"GetSinglePhaseProp"), std::wstring::npos);
+
+    m->setValue(L"phaseFraction", L"Vapor", L"mole", {0.0});
+    ASSERT_EQ(eq->CalcEquilibrium(spec(L"pressure").get(), fraction.get(), Bstr(L"Unspecified").get()), S_OK);
+    EXPECT_NEAR(stored(m, L"temperature", L"Overall", L"").at(0), model.bubbleTemperature(2e5, z), 1e-9);
+    EXPECT_EQ(m->presentPhases(), kPhases);
+    EXPECT_EQ(stored(m, L"phaseFraction", L"Vapor", L"mole"), std::vector<double>{0.0});
+
+    // A liquid fraction of 0.25 at 330 K: the pressure found gives vapour fraction 0.75.
+    m->setValue(L"temperature", L"Overall", L"", {330.0});
+    m->setPresentPhases(kPhases, {});
+    m->setValue(L"phaseFraction", L"Liquid", L"mole", {0.25});
+    Variant liquid = tarv::makeStringArray({L"phaseFraction", L"mole", L"Liquid"});
+    ASSERT_EQ(eq->CalcEquilibrium(liquid.get(), spec(L"temperature").get(), Bstr(L"Unspecified").get()), S_OK);
+    const double P = stored(m, L"pressure", L"Overall", L"").at(0);
+    EXPECT_NEAR(model.flashTP(330.0, P, z).vaporFraction, 0.75, 1e-9);
+    EXPECT_NEAR(stored(m, L"phaseFraction", L"Vapor", L"mole").at(0), 0.75, 1e-12);
+}
+
 TEST(Package11, CalcAndGetLnPhiFillsOnlyTheFlaggedResults)
 {
     auto package = package11();

@@ -161,6 +161,20 @@ TEST(Simulator, OneZeroRoadPrintsTheSameResults)
     EXPECT_NE(liquid.out.find("Flash:      TP, single phase, Liquid"), std::string::npos) << liquid.out;
 }
 
+TEST(Simulator, BubblePointThroughAVapourFractionSpecification)
+{
+    const ChildRun r = simulate(L"--manager TARVKit.PackageManager --inproc --package \"Ideal Aromatics\" --flash PVF "
+                                L"--vf 0 --P 101325 --z 0.5,0.5,0");
+    ASSERT_EQ(r.exitCode, 0u) << r.err;
+    // Benzene-toluene 50/50 boils at 92 degC; its first vapour holds 71 % benzene.
+    EXPECT_NE(r.out.find("Feed:       T = 365.262 K (found), P = 101325 Pa"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("Flash:      PVF, vapour fraction 0, two phases, Vapor + Liquid"), std::string::npos) << r.out;
+    const std::vector<double> benzene = row(r.out, "x Benzene");
+    ASSERT_EQ(benzene.size(), 3u);
+    EXPECT_NEAR(benzene[1], 0.713635, 2e-6);
+    EXPECT_EQ(benzene[2], 0.5);
+}
+
 TEST(Simulator, FailuresNameTheCallTheStatusAndTheDescription)
 {
     struct Case {
@@ -182,6 +196,7 @@ TEST(Simulator, FailuresNameTheCallTheStatusAndTheDescription)
         {L"--manager TARVKit.PackageManager", 1, {"REGDB_E_CLASSNOTREG", "--inproc"}},
         {L"--manager TARVKit.NoSuchClass --inproc", 1, {"looking up class TARVKit.NoSuchClass failed"}},
         {L"--T warm", 2, {"option --T needs a number"}},
+        {L"--generation 1.0 --flash PVF", 2, {"--flash PVF needs --generation 1.1"}},
     };
     for (const Case& c : cases) {
         const ChildRun r = simulate(c.args);

@@ -4,8 +4,11 @@
 // a summary and releases everything.
 //
 //   tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] [--package <name>]
-//                  [--T <K>] [--P <Pa>] [--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list]
+//                  [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <vapour fraction>]
+//                  [--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list]
 //
+// --flash PVF finds the temperature at which the feed at --P has vapour fraction --vf (0: bubble
+// point, 1: dew point), TVF the pressure at --T; both are CAPE-OPEN 1.1 calculations here.
 // By default the manager is activated out of process (CLSCTX_LOCAL_SERVER), as a simulator
 // reaches the exported packages; --inproc allows any context, for in-process components.
 // Exit status: 0 success, 1 a CAPE-OPEN or COM call failed, 2 bad command line.
@@ -39,8 +42,10 @@ struct Options {
     std::wstring generation = L"1.1";
     std::wstring manager;               // default depends on the generation
     std::wstring package;               // default: the first listed
+    std::wstring flash = L"TP";
     double temperature = 340.0;         // K
     double pressure = 101325.0;         // Pa
+    double vaporFraction = 0.0;
     std::vector<double> composition;    // default: equimolar
     double flow = 1.0;                  // mol/s
     bool inproc = false;
@@ -141,6 +146,8 @@ Options parse(int argc, wchar_t** argv)
         else if (opt == L"--T") o.temperature = number(opt, value());
         else if (opt == L"--P") o.pressure = number(opt, value());
         else if (opt == L"--flow") o.flow = number(opt, value());
+        else if (opt == L"--vf") o.vaporFraction = number(opt, value());
+        else if (opt == L"--flash") o.flash = value();
         else if (opt == L"--z") {
             std::wstring list = value();
             size_t start = 0;
@@ -156,6 +163,8 @@ Options parse(int argc, wchar_t** argv)
         else throw UsageError{"unknown option " + narrow(opt)};
     }
     if (o.generation != L"1.1" && o.generation != L"1.0") throw UsageError{"--generation must be 1.1 or 1.0"};
+    if (o.flash != L"TP" && o.flash != L"PVF" && o.flash != L"TVF") throw UsageError{"--flash must be TP, PVF or TVF"};
+    if (o.flash != L"TP" && o.generation != L"1.1") throw UsageError{"--flash " + narrow(o.flash) + " needs --generation 1.1"};
     if (o.manager.empty())
         o.manager = o.generation == L"1.1" ? L"TARV64.PropertyPackageManager64" : L"TARV64.ThermoSystem64";
     return o;
@@ -272,11 +281,17 @@ void printSummary(const Summary& s, const Options& o, const sim::Material& m, bo
                     narrow(c.formula).c_str(), narrow(c.cas).c_str(), c.molecularWeight, c.boilingPoint);
 
     const std::vector<double> z = *m.value(L"fraction", L"Overall", L"mole");
-    std::printf("Feed:       T = %g K, P = %g Pa, flow = %g mol/s\n", o.temperature, o.pressure, o.flow);
+    const double T = m.value(L"temperature", L"Overall", L"")->at(0);
+    const double P = m.value(L"pressure", L"Overall", L"")->at(0);
+    std::printf("Feed:       T = %g K%s, P = %g Pa%s, flow = %g mol/s\n", T, o.flash == L"PVF" ? " (found)" : "", P,
+                o.flash == L"TVF" ? " (found)" : "", o.flow);
     const std::vector<std::wstring>& present = m.presentPhases();
     std::string phases;
     for (const std::wstring& p : present) phases += (phases.empty() ? "" : " + ") + narrow(p);
-    std::printf("Flash:      TP, %s\n", present.size() == 1 ? ("single phase, " + phases).c_str() : ("two phases, " + phases).c_str());
+    std::string flash = narrow(o.flash);
+    if (o.flash != L"TP") flash += ", vapour fraction " + fmt("%g", o.vaporFraction);
+    std::printf("Flash:      %s, %s\n", flash.c_str(),
+                present.size() == 1 ? ("single phase, " + phases).c_str() : ("two phases, " + phases).c_str());
 
     std::vector<std::string> header{"Feed"};
     for (const std::wstring& p : present) header.push_back(narrow(p));
@@ -414,10 +429,12 @@ void run11(const Options& o)
     check(context->SetMaterial(static_cast<ICapeThermoMaterial*>(material.get())), package.get(), "SetMaterial");
 
     const Bstr none(L""), mole(L"mole");
-    check(mat->SetOverallProp(Bstr(L"temperature").get(), none.get(), tarv::makeDoubleArray({o.temperature}).get()),
-          mat, "setting the feed temperature");
-    check(mat->SetOverallProp(Bstr(L"pressure").get(), none.get(), tarv::makeDoubleArray({o.pressure}).get()), mat,
-          "setting the feed pressure");
+    if (o.flash != L"PVF")
+        check(mat->SetOverallProp(Bstr(L"temperature").get(), none.get(), tarv::makeDoubleArray({o.temperature}).get()),
+              mat, "setting the feed temperature");
+    if (o.flash != L"TVF")
+        check(mat->SetOverallProp(Bstr(L"pressure").get(), none.get(), tarv::makeDoubleArray({o.pressure}).get()), mat,
+              "setting the feed pressure");
     check(mat->SetOverallProp(Bstr(L"fraction").get(), mole.get(),
                               tarv::makeDoubleArray(feedComposition(o, s.compounds.size())).get()),
           mat, "setting the feed composition");
@@ -426,16 +443,24 @@ void run11(const Options& o)
     // Every phase of the package may appear.
     material->setPresentPhases(phaseLabels, std::vector<LONG>(phaseLabels.size(), CAPE_UNKNOWNPHASESTATUS));
 
+    // The two specifications: temperature and pressure, or one of them and the vapour fraction,
+    // whose value goes on the vapour phase.
+    Variant spec1 = tarv::makeStringArray({o.flash == L"PVF" ? L"pressure" : L"temperature", L"", L"Overall"});
+    Variant spec2 = o.flash == L"TP" ? tarv::makeStringArray({L"pressure", L"", L"Overall"})
+                                     : tarv::makeStringArray({L"phaseFraction", L"mole", L"Vapor"});
+    if (o.flash != L"TP")
+        check(mat->SetSinglePhaseProp(Bstr(L"phaseFraction").get(), Bstr(L"Vapor").get(), mole.get(),
+                                      tarv::makeDoubleArray({o.vaporFraction}).get()),
+              mat, "setting the vapour fraction");
     auto equilibrium = require<ICapeThermoEquilibriumRoutine>(package.get(), IID_ICapeThermoEquilibriumRoutine,
                                                               "ICapeThermoEquilibriumRoutine");
-    Variant specT = tarv::makeStringArray({L"temperature", L"", L"Overall"});
-    Variant specP = tarv::makeStringArray({L"pressure", L"", L"Overall"});
     const Bstr unspecified(L"Unspecified");
     VARIANT_BOOL supported = VARIANT_FALSE;
-    check(equilibrium->CheckEquilibriumSpec(specT.get(), specP.get(), unspecified.get(), &supported), package.get(),
+    check(equilibrium->CheckEquilibriumSpec(spec1.get(), spec2.get(), unspecified.get(), &supported), package.get(),
           "CheckEquilibriumSpec");
-    if (supported != VARIANT_TRUE) throw Failure{"CheckEquilibriumSpec", S_OK, L"the package cannot do a TP flash"};
-    check(equilibrium->CalcEquilibrium(specT.get(), specP.get(), unspecified.get()), package.get(), "CalcEquilibrium");
+    if (supported != VARIANT_TRUE)
+        throw Failure{"CheckEquilibriumSpec", S_OK, L"the package cannot do a " + o.flash + L" flash"};
+    check(equilibrium->CalcEquilibrium(spec1.get(), spec2.get(), unspecified.get()), package.get(), "CalcEquilibrium");
 
     auto routine = require<ICapeThermoPropertyRoutine>(package.get(), IID_ICapeThermoPropertyRoutine,
                                                        "ICapeThermoPropertyRoutine");
@@ -550,8 +575,8 @@ int main()
     } catch (const UsageError& e) {
         std::fprintf(stderr, "tarv_simulator: %s\n", e.text.c_str());
         std::fprintf(stderr, "usage: tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] "
-                             "[--package <name>] [--T <K>] [--P <Pa>] [--z <x1,x2,...>] [--flow <mol/s>] "
-                             "[--inproc] [--list]\n");
+                             "[--package <name>] [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <fraction>] "
+                             "[--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list]\n");
         LocalFree(argv);
         return 2;
     }

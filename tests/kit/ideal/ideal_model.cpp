@@ -179,6 +179,54 @@ double IdealModel::boilingTemperature(size_t i, double P) const
 
 // --- Phase equilibrium -----------------------------------------------------------------------
 
+namespace {
+
+void checkVaporFraction(double v)
+{
+    if (!std::isfinite(v) || v < 0.0 || v > 1.0)
+        raise(kCapeOutOfBounds, L"Vapour fraction " + numberText(v) + L" is not between 0 and 1");
+}
+
+// The split of z at vapour fraction b and K-values k (Rachford-Rice satisfied by the caller).
+void split(FlashResult& r, const std::vector<double>& z, const std::vector<double>& k, double b)
+{
+    r.x.assign(z.size(), 0.0);
+    r.y.assign(z.size(), 0.0);
+    double sx = 0.0, sy = 0.0;
+    for (size_t i = 0; i < z.size(); ++i) {
+        r.x[i] = z[i] / (1.0 + b * (k[i] - 1.0));
+        r.y[i] = k[i] * r.x[i];
+        sx += r.x[i];
+        sy += r.y[i];
+    }
+    for (size_t i = 0; i < z.size(); ++i) {
+        r.x[i] /= sx;
+        r.y[i] /= sy;
+    }
+    r.vapor = r.liquid = true;
+    r.vaporFraction = b;
+}
+
+double rachfordRice(const std::vector<double>& z, const std::vector<double>& k, double b)
+{
+    double s = 0.0;
+    for (size_t i = 0; i < z.size(); ++i) s += z[i] * (k[i] - 1.0) / (1.0 + b * (k[i] - 1.0));
+    return s;
+}
+
+// Bisection of an increasing function on [lo, hi] where it changes sign.
+template <class F>
+double bisect(double lo, double hi, F f)
+{
+    for (int iter = 0; iter < 200 && hi - lo > 1e-13 * std::max(1.0, std::fabs(hi)); ++iter) {
+        const double mid = 0.5 * (lo + hi);
+        (f(mid) < 0.0 ? lo : hi) = mid;
+    }
+    return 0.5 * (lo + hi);
+}
+
+} // namespace
+
 FlashResult IdealModel::flashTP(double T, double P, const std::vector<double>& feed, bool vaporAllowed,
                                 bool liquidAllowed) const
 {
@@ -188,6 +236,8 @@ FlashResult IdealModel::flashTP(double T, double P, const std::vector<double>& f
     if (!vaporAllowed && !liquidAllowed) raise(kCapeInvalidArgument, L"No phase is allowed to be present");
 
     FlashResult r;
+    r.temperature = T;
+    r.pressure = P;
     r.x = z;
     r.y = z;
     std::vector<double> k(size());
@@ -237,19 +287,51 @@ FlashResult IdealModel::flashTP(double T, double P, const std::vector<double>& f
     }
     if (!converged) raise(kCapeSolvingError, L"The Rachford-Rice equation did not converge");
 
-    double sx = 0.0, sy = 0.0;
-    for (size_t i = 0; i < size(); ++i) {
-        r.x[i] = z[i] / (1.0 + b * (k[i] - 1.0));
-        r.y[i] = k[i] * r.x[i];
-        sx += r.x[i];
-        sy += r.y[i];
-    }
-    for (size_t i = 0; i < size(); ++i) {
-        r.x[i] /= sx;
-        r.y[i] /= sy;
-    }
-    r.vapor = r.liquid = true;
-    r.vaporFraction = b;
+    split(r, z, k, b);
+    return r;
+}
+
+FlashResult IdealModel::flashPVF(double P, double vaporFraction, const std::vector<double>& feed) const
+{
+    checkPressure(P);
+    checkVaporFraction(vaporFraction);
+    const std::vector<double> z = normalized(feed, L"feed composition");
+    // Between the bubble and the dew point the Rachford-Rice function rises with temperature.
+    const double lo = bubbleTemperature(P, z), hi = dewTemperature(P, z);
+    auto kAt = [&](double T) {
+        std::vector<double> k(size());
+        for (size_t i = 0; i < size(); ++i) k[i] = vaporPressure(i, T) / P;
+        return k;
+    };
+    const double T = vaporFraction == 0.0 ? lo
+                     : vaporFraction == 1.0 ? hi
+                                            : bisect(lo, hi, [&](double t) { return rachfordRice(z, kAt(t), vaporFraction); });
+    FlashResult r;
+    r.temperature = T;
+    r.pressure = P;
+    split(r, z, kAt(T), vaporFraction);
+    return r;
+}
+
+FlashResult IdealModel::flashTVF(double T, double vaporFraction, const std::vector<double>& feed) const
+{
+    checkTemperature(T);
+    checkVaporFraction(vaporFraction);
+    const std::vector<double> z = normalized(feed, L"feed composition");
+    // In ln P the Rachford-Rice function falls with pressure: bisect its negative.
+    const double lo = std::log(dewPressure(T, z)), hi = std::log(bubblePressure(T, z));
+    auto kAt = [&](double lnP) {
+        std::vector<double> k(size());
+        for (size_t i = 0; i < size(); ++i) k[i] = vaporPressure(i, T) / std::exp(lnP);
+        return k;
+    };
+    const double lnP = vaporFraction == 0.0 ? hi
+                       : vaporFraction == 1.0 ? lo
+                                              : bisect(lo, hi, [&](double l) { return -rachfordRice(z, kAt(l), vaporFraction); });
+    FlashResult r;
+    r.temperature = T;
+    r.pressure = vaporFraction == 0.0 ? bubblePressure(T, z) : vaporFraction == 1.0 ? dewPressure(T, z) : std::exp(lnP);
+    split(r, z, kAt(std::log(r.pressure)), vaporFraction);
     return r;
 }
 

@@ -28,6 +28,8 @@ const wchar_t* labelOf(Phase p);
 std::optional<Phase> phaseFromLabel(std::wstring_view label);   // case-insensitive
 
 struct FlashResult {
+    double temperature = 0.0;        // K
+    double pressure = 0.0;           // Pa
     bool vapor = false;              // the vapour phase is present
     bool liquid = false;             // the liquid phase is present
     double vaporFraction = 0.0;      // moles of vapour per mole of feed
@@ -63,6 +65,11 @@ public:
     // whole feed is that phase.
     FlashResult flashTP(double T, double P, const std::vector<double>& z, bool vaporAllowed = true,
                         bool liquidAllowed = true) const;
+    // The temperature (at P) or pressure (at T) at which the feed splits into the given vapour
+    // fraction. Both phases are present, at 0 and 1 too: the incipient phase of a bubble or dew
+    // point is part of the answer.
+    FlashResult flashPVF(double P, double vaporFraction, const std::vector<double>& z) const;
+    FlashResult flashTVF(double T, double vaporFraction, const std::vector<double>& z) const;
     double bubblePressure(double T, const std::vector<double>& z) const;
     double dewPressure(double T, const std::vector<double>& z) const;
     double bubbleTemperature(double P, const std::vector<double>& z) const;

@@ -36,22 +36,45 @@ Specification parseSpecification(const VARIANT& v, const wchar_t* argument)
     return {s[0], s[1], s[2]};
 }
 
-// Checks the pair of specifications and the solution type of a TP flash.
-void checkTPSpecifications(const VARIANT& spec1, const VARIANT& spec2, const std::wstring& solutionType)
+// The flashes the package does: temperature and pressure, or a vapour (or liquid) phase fraction
+// with one of them.
+enum class FlashKind { TP, PVF, TVF };
+struct FlashSpec {
+    FlashKind kind;
+    Phase fractionPhase = Phase::Vapor;   // the phase whose fraction is specified
+};
+
+FlashSpec parseFlash(const VARIANT& spec1, const VARIANT& spec2, const std::wstring& solutionType)
 {
-    const Specification a = parseSpecification(spec1, L"specification1");
-    const Specification b = parseSpecification(spec2, L"specification2");
-    const bool tp = sameId(a.property, L"temperature") && sameId(b.property, L"pressure");
-    const bool pt = sameId(a.property, L"pressure") && sameId(b.property, L"temperature");
-    if (!tp && !pt)
-        raise(kCapeLimitedImpl, L"Only temperature and pressure specifications are supported, not " + a.property +
-                                    L" and " + b.property);
-    for (const Specification* s : {&a, &b})
-        if (!sameId(s->phase, L"Overall"))
-            raise(kCapeLimitedImpl, L"The " + s->property + L" specification must be for phase Overall, not \"" +
-                                        s->phase + L"\"");
+    const Specification specs[] = {parseSpecification(spec1, L"specification1"),
+                                   parseSpecification(spec2, L"specification2")};
+    bool t = false, p = false, f = false;
+    FlashSpec result{FlashKind::TP};
+    for (const Specification& s : specs) {
+        if (sameId(s.property, L"temperature") || sameId(s.property, L"pressure")) {
+            if (!sameId(s.phase, L"Overall"))
+                raise(kCapeLimitedImpl, L"The " + s.property + L" specification must be for phase Overall, not \"" +
+                                            s.phase + L"\"");
+            (sameId(s.property, L"temperature") ? t : p) = true;
+        } else if (sameId(s.property, L"phaseFraction")) {
+            const std::optional<Phase> ph = phaseFromLabel(s.phase);
+            if (!ph) raise(kCapeLimitedImpl, L"A phase fraction can be specified for Vapor or Liquid, not \"" + s.phase + L"\"");
+            if (!s.basis.empty() && !sameId(s.basis, L"mole"))
+                raise(kCapeLimitedImpl, L"Phase fractions are specified on a mole basis, not " + s.basis);
+            f = true;
+            result.fractionPhase = *ph;
+        } else {
+            raise(kCapeLimitedImpl, L"Specification " + s.property + L" is not supported");
+        }
+    }
+    if (t && p) result.kind = FlashKind::TP;
+    else if (p && f) result.kind = FlashKind::PVF;
+    else if (t && f) result.kind = FlashKind::TVF;
+    else raise(kCapeLimitedImpl, L"Specifications " + specs[0].property + L" and " + specs[1].property +
+                                     L" do not make a supported flash");
     if (!sameId(solutionType, L"Unspecified") && !sameId(solutionType, L"Normal"))
         raise(kCapeLimitedImpl, L"Solution type \"" + solutionType + L"\" is not supported");
+    return result;
 }
 
 std::vector<std::wstring> phaseLabels()
@@ -227,24 +250,47 @@ HRESULT IdealPackage11::GetTwoPhasePropList(VARIANT* props)
 HRESULT IdealPackage11::CalcEquilibrium(VARIANT specification1, VARIANT specification2, BSTR solutionType)
 {
     return guard(kEquilibrium, L"CalcEquilibrium", [&] {
-        checkTPSpecifications(specification1, specification2, text(solutionType));
+        const FlashSpec spec = parseFlash(specification1, specification2, text(solutionType));
         ICapeThermoMaterial& m = material(L"CalcEquilibrium");
+        const tarv::Bstr none(L""), mole(L"mole");
 
-        double T = 0.0, P = 0.0;
-        tarv::Variant z;
-        check(m.GetOverallTPFraction(&T, &P, z.ptr()), L"GetOverallTPFraction");
-        const std::vector<double> feed = doublesFrom(z.get(), L"overall composition");
-
-        // The phases the caller lists are the ones that may be present; none listed means all.
-        tarv::Variant allowedLabels, allowedStatus;
-        check(m.GetPresentPhases(allowedLabels.ptr(), allowedStatus.ptr()), L"GetPresentPhases");
-        bool vaporAllowed = false, liquidAllowed = false;
-        const std::vector<std::wstring> allowed = stringsFrom(allowedLabels.get(), L"present phases");
-        for (const std::wstring& l : allowed)
-            (phaseArgument(l) == Phase::Vapor ? vaporAllowed : liquidAllowed) = true;
-        if (allowed.empty()) vaporAllowed = liquidAllowed = true;
-
-        const FlashResult r = model_.flashTP(T, P, feed, vaporAllowed, liquidAllowed);
+        FlashResult r;
+        if (spec.kind == FlashKind::TP) {
+            double T = 0.0, P = 0.0;
+            tarv::Variant z;
+            check(m.GetOverallTPFraction(&T, &P, z.ptr()), L"GetOverallTPFraction");
+            const std::vector<double> feed = doublesFrom(z.get(), L"overall composition");
+            // The phases the caller lists are the ones that may be present; none listed means all.
+            tarv::Variant allowedLabels, allowedStatus;
+            check(m.GetPresentPhases(allowedLabels.ptr(), allowedStatus.ptr()), L"GetPresentPhases");
+            bool vaporAllowed = false, liquidAllowed = false;
+            const std::vector<std::wstring> allowed = stringsFrom(allowedLabels.get(), L"present phases");
+            for (const std::wstring& l : allowed)
+                (phaseArgument(l) == Phase::Vapor ? vaporAllowed : liquidAllowed) = true;
+            if (allowed.empty()) vaporAllowed = liquidAllowed = true;
+            r = model_.flashTP(T, P, feed, vaporAllowed, liquidAllowed);
+        } else {
+            // The specified values are on the material: the fixed temperature or pressure overall,
+            // the phase fraction on its phase.
+            const wchar_t* fixed = spec.kind == FlashKind::PVF ? L"pressure" : L"temperature";
+            tarv::Variant fixedValue, fraction, z;
+            check(m.GetOverallProp(tarv::Bstr(fixed).get(), none.get(), fixedValue.ptr()), L"GetOverallProp");
+            check(m.GetSinglePhaseProp(tarv::Bstr(L"phaseFraction").get(), tarv::Bstr(labelOf(spec.fractionPhase)).get(),
+                                       mole.get(), fraction.ptr()),
+                  L"GetSinglePhaseProp");
+            check(m.GetOverallProp(tarv::Bstr(L"fraction").get(), mole.get(), z.ptr()), L"GetOverallProp");
+            const std::vector<double> v = doublesFrom(fixedValue.get(), fixed);
+            const std::vector<double> f = doublesFrom(fraction.get(), L"phase fraction");
+            if (v.size() != 1 || f.size() != 1)
+                raise(kCapeInvalidArgument, L"The specified values must be single numbers");
+            const double vaporFraction = spec.fractionPhase == Phase::Vapor ? f[0] : 1.0 - f[0];
+            const std::vector<double> feed = doublesFrom(z.get(), L"overall composition");
+            r = spec.kind == FlashKind::PVF ? model_.flashPVF(v[0], vaporFraction, feed)
+                                            : model_.flashTVF(v[0], vaporFraction, feed);
+            const wchar_t* found = spec.kind == FlashKind::PVF ? L"temperature" : L"pressure";
+            tarv::Variant value = tarv::makeDoubleArray({spec.kind == FlashKind::PVF ? r.temperature : r.pressure});
+            check(m.SetOverallProp(tarv::Bstr(found).get(), none.get(), value.get()), L"SetOverallProp");
+        }
 
         std::vector<std::wstring> present;
         if (r.vapor) present.emplace_back(labelOf(Phase::Vapor));
@@ -253,7 +299,6 @@ HRESULT IdealPackage11::CalcEquilibrium(VARIANT specification1, VARIANT specific
         tarv::Variant status = tarv::makeLongArray(std::vector<LONG>(present.size(), CAPE_ATEQUILIBRIUM));
         check(m.SetPresentPhases(labels.get(), status.get()), L"SetPresentPhases");
 
-        const tarv::Bstr none(L""), mole(L"mole");
         auto set = [&](const wchar_t* prop, const tarv::Bstr& phase, const tarv::Bstr& basis, std::vector<double> v) {
             tarv::Variant values = tarv::makeDoubleArray(v);
             check(m.SetSinglePhaseProp(tarv::Bstr(prop).get(), phase.get(), basis.get(), values.get()),
@@ -263,8 +308,8 @@ HRESULT IdealPackage11::CalcEquilibrium(VARIANT specification1, VARIANT specific
             if (!(p == Phase::Vapor ? r.vapor : r.liquid)) continue;
             const tarv::Bstr label(labelOf(p));
             const double fraction = p == Phase::Vapor ? r.vaporFraction : 1.0 - r.vaporFraction;
-            set(L"temperature", label, none, {T});
-            set(L"pressure", label, none, {P});
+            set(L"temperature", label, none, {r.temperature});
+            set(L"pressure", label, none, {r.pressure});
             set(L"phaseFraction", label, mole, {fraction});
             set(L"fraction", label, mole, p == Phase::Vapor ? r.y : r.x);
         }
@@ -278,7 +323,7 @@ HRESULT IdealPackage11::CheckEquilibriumSpec(VARIANT specification1, VARIANT spe
         VARIANT_BOOL* result = out(isSupported);
         bool ok = true;
         try {
-            checkTPSpecifications(specification1, specification2, text(solutionType));
+            parseFlash(specification1, specification2, text(solutionType));
         } catch (const CapeError& e) {
             if (e.code == kCapeInvalidArgument) throw;   // malformed, not merely unsupported
             ok = false;

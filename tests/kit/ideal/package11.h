@@ -1,9 +1,17 @@
 #pragma once
 // The CAPE-OPEN 1.1 ideal property package. It works on the material set with SetMaterial:
 // reads conditions through ICapeThermoMaterial (GetOverallTPFraction, GetPresentPhases,
-// GetTPFraction) and writes results back (SetPresentPhases, SetSinglePhaseProp,
-// SetTwoPhaseProp). Equilibrium: TP flash, specifications ["temperature", "", "Overall"] and
-// ["pressure", "", "Overall"] in either order, solution type "Unspecified" or "Normal".
+// GetOverallProp, GetSinglePhaseProp, GetTPFraction) and writes results back (SetPresentPhases,
+// SetSinglePhaseProp, SetTwoPhaseProp, SetOverallProp).
+//
+// Equilibrium specifications are [property, basis, phase] arrays, in either order:
+//   TP flash:  ["temperature", "", "Overall"] and ["pressure", "", "Overall"]; the phases the
+//              material lists as present are the ones allowed (none listed: all).
+//   PVF, TVF:  ["pressure" or "temperature", "", "Overall"] and ["phaseFraction", "mole",
+//              "Vapor" or "Liquid"], the fraction read from that phase of the material; the
+//              temperature or pressure found is set overall. Fractions 0 and 1 are bubble and
+//              dew points, reported with both phases present.
+// Solution type "Unspecified" or "Normal".
 #include "kit/ideal/component.h"
 #include "kit/ideal/configurations.h"
 #include "kit/ideal/ideal_model.h"
