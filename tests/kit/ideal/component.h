@@ -52,15 +52,6 @@ public:
         return static_cast<ULONG>(n);
     }
 
-    // The object's interface I with a new reference.
-    template <class I>
-    tarv::ComPtr<I> as()
-    {
-        tarv::ComPtr<I> p;
-        QueryInterface(__uuidof(I), p.putVoid());
-        return p;
-    }
-
 protected:
     ComObject() { detail::componentCreated(); }
     virtual ~ComObject() { detail::componentDestroyed(); }

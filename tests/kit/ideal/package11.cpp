@@ -140,13 +140,13 @@ HRESULT IdealPackage11::CalcAndGetLnPhi(BSTR phaseLabel, double temperature, dou
         const int known = CAPE_LOG_FUGACITY_COEFFICIENTS | CAPE_T_DERIVATIVE | CAPE_P_DERIVATIVE |
                           CAPE_MOLE_NUMBERS_DERIVATIVES;
         if (fFlags & ~known) raise(kCapeInvalidArgument, L"Unknown calculation flags " + std::to_wstring(fFlags));
+        model_.checkTemperature(temperature);
+        model_.checkPressure(pressure);
         // Compute everything requested before touching any output.
         std::vector<double> v, dt, dp;
         if (fFlags & CAPE_LOG_FUGACITY_COEFFICIENTS) v = model_.lnFugacityCoefficients(phase, temperature, pressure);
         if (fFlags & CAPE_T_DERIVATIVE) dt = model_.dLnFugacityCoefficientsdT(phase, temperature, pressure);
         if (fFlags & CAPE_P_DERIVATIVE) dp = model_.dLnFugacityCoefficientsdP(phase, temperature, pressure);
-        model_.checkTemperature(temperature);
-        model_.checkPressure(pressure);
         if (fFlags & CAPE_LOG_FUGACITY_COEFFICIENTS) setDoubles(out(lnPhi), v);
         if (fFlags & CAPE_T_DERIVATIVE) setDoubles(out(lnPhiDT), dt);
         if (fFlags & CAPE_P_DERIVATIVE) setDoubles(out(lnPhiDP), dp);
@@ -441,7 +441,7 @@ HRESULT IdealPackage11::GetPhaseInfo(BSTR phaseLabelArg, BSTR phaseAttribute, VA
             v = tarv::Variant::fromString(p == Phase::Vapor ? L"Light" : L"Heavy");
         else if (sameId(attribute, L"KeyCompoundId") || sameId(attribute, L"ExcludedCompoundId") ||
                  sameId(attribute, L"TypeOfSolid"))
-            ;   // undefined: no key compound, nothing excluded, not a solid
+            v = tarv::Variant::fromString(L"");   // no key compound, nothing excluded, not a solid
         else
             raise(kCapeInvalidArgument, L"Unknown phase attribute \"" + attribute + L"\"");
         VARIANT* result = out(value);
@@ -455,10 +455,7 @@ HRESULT IdealPackage11::GetPhaseList(VARIANT* labels, VARIANT* stateOfAggregatio
     return guard(kPhases, L"GetPhaseList", [&] {
         setStrings(out(labels), phaseLabels());
         setStrings(out(stateOfAggregation), {L"Vapor", L"Liquid"});
-        VARIANT* keys = out(keyCompoundId);
-        VariantClear(keys);
-        std::vector<tarv::Variant> undefined(2);
-        tarv::makeVariantArray(std::move(undefined)).detachTo(keys);
+        setStrings(out(keyCompoundId), {L"", L""});   // neither phase has a key compound
     });
 }
 
