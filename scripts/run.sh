@@ -156,13 +156,18 @@ export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
 
 prefix_start() {
   export WINEPREFIX=$BUILD/wineprefix
+  # The previous run's server must have ended before its prefix goes.
   wineserver -k >/dev/null 2>&1 </dev/null || true
+  wineserver -w >/dev/null 2>&1 </dev/null || true
   rm -rf "$WINEPREFIX"
   log "creating Wine prefix $WINEPREFIX"
-  wineserver -p </dev/null >/dev/null 2>&1
+  mkdir -p "$WINEPREFIX"
   wine wineboot -i </dev/null >/dev/null 2>&1
   wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >/dev/null 2>&1
-  wineserver -w </dev/null >/dev/null 2>&1 || true
+  # A freshly made prefix cannot start its RPC service (COM's out-of-process activation then hangs
+  # and fails) until its wineserver has been restarted once.
+  wineserver -k >/dev/null 2>&1 </dev/null || true
+  wineserver -w >/dev/null 2>&1 </dev/null || true
   wineserver -p </dev/null >/dev/null 2>&1
   wine wineboot </dev/null >/dev/null 2>&1
   trap prefix_stop EXIT
