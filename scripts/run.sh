@@ -156,6 +156,11 @@ export WINEDLLOVERRIDES="mscoree,mshtml=;winedbg.exe=d"
 
 prefix_start() {
   export WINEPREFIX=$BUILD/wineprefix
+  # Wine links the prefix's Desktop and Documents to folders of $HOME: give it a home of its own,
+  # so that runs leave nothing in the user's folders and find nothing of earlier runs.
+  export HOME=$BUILD/winehome
+  rm -rf "$HOME"
+  mkdir -p "$HOME"
   # The previous run's server must have ended before its prefix goes.
   wineserver -k >/dev/null 2>&1 </dev/null || true
   wineserver -w >/dev/null 2>&1 </dev/null || true
