@@ -50,16 +50,6 @@ Fault Fault::ThrowInt(int value)
     return Fault(Kind::ThrowInt, {}, value);
 }
 
-DWORD Fault::exceptionCode() const noexcept
-{
-    switch (kind_) {
-    case Kind::AccessViolation: return EXCEPTION_ACCESS_VIOLATION;
-    case Kind::IntDivideByZero: return EXCEPTION_INT_DIVIDE_BY_ZERO;
-    case Kind::StackOverflow: return EXCEPTION_STACK_OVERFLOW;
-    default: return 0;
-    }
-}
-
 void Fault::raise() const
 {
     switch (kind_) {

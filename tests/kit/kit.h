@@ -61,8 +61,6 @@ public:
     Kind kind() const noexcept { return kind_; }
     const std::string& text() const noexcept { return *text_; }
     int value() const noexcept { return value_; }
-    // The structured exception code a hardware fault raises; 0 for the C++ throws.
-    DWORD exceptionCode() const noexcept;
     // Raises the fault in the calling frame; never returns.
     [[noreturn]] void raise() const;
 
