@@ -1,3 +1,4 @@
+// The main of the test binaries: GoogleTest in a single-threaded COM apartment.
 #include <windows.h>
 #include <ole2.h>
 
