@@ -5,8 +5,6 @@
 #include <tlhelp32.h>
 
 #include <algorithm>
-#include <fstream>
-#include <sstream>
 
 namespace testsupport {
 
@@ -122,17 +120,6 @@ std::vector<std::string> ExportTest::logFiles()
     std::vector<std::string> paths;
     for (auto& f : found) paths.push_back(f.second);
     return paths;
-}
-
-std::string ExportTest::readLog(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string all = text.str(), lf;
-    for (size_t i = 0; i < all.size(); ++i)
-        if (!(all[i] == '\r' && i + 1 < all.size() && all[i + 1] == '\n')) lf += all[i];
-    return lf;
 }
 
 } // namespace testsupport

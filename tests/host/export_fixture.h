@@ -4,6 +4,7 @@
 #include "com/bstr.h"
 #include "com/com_ptr.h"
 #include "packages/package_store.h"
+#include "support/log_capture.h"
 #include "tarvlib.h"
 
 #include <gtest/gtest.h>
@@ -47,9 +48,8 @@ protected:
     static bool serverRunning();
     static bool waitForServerExit(DWORD milliseconds = 10000);
 
-    // The log files in the automatic location, oldest first, and one read with LF line ends.
+    // The log files in the automatic location, oldest first (read with testsupport::readLog).
     static std::vector<std::string> logFiles();
-    static std::string readLog(const std::string& path);
     static std::string logFolder();
 };
 

@@ -11,6 +11,7 @@ using namespace tarv;
 using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
 using testsupport::kCapeUnknown;
+using testsupport::readLog;
 using testsupport::kKitObject;
 
 TEST_F(ExportTest, EachManagerListsItsOwnGenerationOrNothing)

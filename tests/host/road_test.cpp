@@ -17,6 +17,7 @@ using namespace tarv;
 using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
 using testsupport::kCapeUnknown;
+using testsupport::readLog;
 
 namespace {
 

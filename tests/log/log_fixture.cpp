@@ -7,22 +7,8 @@
 
 #include <atomic>
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
 namespace logtest {
-
-void fixedTime(SYSTEMTIME* out)
-{
-    *out = SYSTEMTIME{};
-    out->wYear = 2026;
-    out->wMonth = 11;
-    out->wDayOfWeek = 6;
-    out->wDay = 14;
-    out->wHour = 15;
-    out->wMinute = 17;
-    out->wSecond = 42;
-}
 
 std::string crlf(std::string_view text)
 {
@@ -33,12 +19,6 @@ std::string crlf(std::string_view text)
         out += c;
     }
     return out;
-}
-
-std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 std::string tempPath(const char* stem)

@@ -2,6 +2,7 @@
 // Logs written through the public operations into real files (_fsopen text mode, so every line
 // end reaches the disk as CR LF) and read back byte for byte.
 #include "log/call_log.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -11,13 +12,12 @@
 
 namespace logtest {
 
-// The opening records use this fixed local time: 14 November 2026, 15:17.
-void fixedTime(SYSTEMTIME* out);
+// The opening records use testsupport::fixedTime: 14 November 2026, 15:17.
+using testsupport::fixedTime;
+using testsupport::readFile;
 
 // LF to CR LF, for expected texts written as raw string literals.
 std::string crlf(std::string_view text);
-// Whole file, binary.
-std::string readFile(const std::string& path);
 // A fresh path in the temporary directory.
 std::string tempPath(const char* stem);
 // Opens `path` as the log's stream is opened: mode "w", deny write.

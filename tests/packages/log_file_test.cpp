@@ -4,6 +4,7 @@
 #include "log/log_file.h"
 #include "packages/package_store.h"
 #include "support/dialogs.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
@@ -13,13 +14,9 @@
 
 using namespace tarv;
 using testsupport::DialogAnswerer;
+using testsupport::fixedTime;
 
 namespace {
-
-void fixedTime(SYSTEMTIME* out)
-{
-    *out = SYSTEMTIME{2026, 11, 6, 14, 15, 17, 0, 0};
-}
 
 std::string desktopLogs()
 {

@@ -1,11 +1,13 @@
 // tarv_simulator.exe run as a child process against the kit's registered containers in process:
 // the summary it prints, the agreement of its 1.0 and 1.1 roads, and its failure reports.
+#include "com/bstr.h"
+#include "support/log_capture.h"
+
 #include <windows.h>
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -25,18 +27,6 @@ std::wstring simulatorPath()
     for (wchar_t& c : s)
         if (c == L'/') c = L'\\';
     return s;
-}
-
-std::string readFile(const std::wstring& path)
-{
-    std::ifstream in(path.c_str(), std::ios::binary);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    std::string s = ss.str();
-    std::string lf;
-    for (char c : s)
-        if (c != '\r') lf += c;
-    return lf;
 }
 
 HANDLE inheritableFile(const std::wstring& path)
@@ -75,8 +65,8 @@ ChildRun simulate(const std::wstring& args)
     GetExitCodeProcess(pi.hProcess, &r.exitCode);
     CloseHandle(pi.hProcess);
     CloseHandle(pi.hThread);
-    r.out = readFile(outPath);
-    r.err = readFile(errPath);
+    r.out = testsupport::readLog(tarv::toNarrow(outPath));
+    r.err = testsupport::readLog(tarv::toNarrow(errPath));
     return r;
 }
 

@@ -8,14 +8,32 @@
 #include <share.h>
 
 namespace testsupport {
-namespace {
 
 void fixedTime(SYSTEMTIME* out)
 {
-    *out = SYSTEMTIME{2026, 11, 6, 14, 15, 17, 0, 0};
+    *out = SYSTEMTIME{2026, 11, 6, 14, 15, 17, 42, 0};
 }
 
-} // namespace
+std::string readFile(const std::string& path)
+{
+    std::string out;
+    if (std::FILE* f = _fsopen(path.c_str(), "rb", _SH_DENYNO)) {
+        char buf[4096];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
+        std::fclose(f);
+    }
+    return out;
+}
+
+std::string readLog(const std::string& path)
+{
+    std::string all = readFile(path), lf;
+    lf.reserve(all.size());
+    for (size_t i = 0; i < all.size(); ++i)
+        if (!(all[i] == '\r' && i + 1 < all.size() && all[i + 1] == '\n')) lf += all[i];
+    return lf;
+}
 
 LogCapture::LogCapture(const char* objectName, const char* objectType)
 {
@@ -38,23 +56,12 @@ LogCapture::~LogCapture()
 
 std::string LogCapture::text() const
 {
-    std::string out;
-    if (std::FILE* f = _fsopen(path_.c_str(), "rb", _SH_DENYNO)) {
-        char buf[4096];
-        size_t n;
-        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
-        std::fclose(f);
-    }
-    return out;
+    return readFile(path_);
 }
 
 std::string LogCapture::records() const
 {
-    std::string all = text();
-    std::string lf;
-    lf.reserve(all.size());
-    for (size_t i = 0; i < all.size(); ++i)
-        if (!(all[i] == '\r' && i + 1 < all.size() && all[i + 1] == '\n')) lf += all[i];
+    std::string lf = readLog(path_);
     size_t pos = 0;
     for (int line = 0; line < 5 && pos != std::string::npos; ++line) {
         pos = lf.find('\n', pos);

@@ -31,4 +31,11 @@ private:
 // The number of times `part` occurs in `text`.
 size_t occurrences(const std::string& text, const std::string& part);
 
+// The local time of the tests' logs: 14 November 2026, 15:17 (for tarv::setLocalTimeSource).
+void fixedTime(SYSTEMTIME* out);
+// A whole file as it is on disk, read while a writer may still hold it.
+std::string readFile(const std::string& path);
+// A whole file with CR LF line ends turned into LF.
+std::string readLog(const std::string& path);
+
 } // namespace testsupport
