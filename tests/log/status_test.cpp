@@ -23,20 +23,10 @@ TEST(StatusName, NamesTheConstantsAndFallsBackToHex)
     } cases[] = {
         {0, "NOERROR"},
         {E_NOINTERFACE, "E_NOINTERFACE"},
-        {E_PENDING, "E_PENDING"},
         {CO_E_LAUNCH_PERMSSION_DENIED, "CO_E_LAUNCH_PERMSSION_DENIED"},
-        {CO_E_MALFORMED_SPN, "CO_E_MALFORMED_SPN"},
-        {DISP_E_BUFFERTOOSMALL, "DISP_E_BUFFERTOOSMALL"},
-        {STG_E_TERMINATED, "STG_E_TERMINATED"},
-        {OLE_E_NOSTORAGE, "OLE_E_NOSTORAGE"},
-        {DV_E_NOIVIEWOBJECT, "DV_E_NOIVIEWOBJECT"},
         {REGDB_E_BADTHREADINGMODEL, "REGDB_E_BADTHREADINGMODEL"},
-        {CO_E_OBJSRV_RPC_FAILURE, "CO_E_OBJSRV_RPC_FAILURE"},
         {STG_S_CONVERTED, "STG_S_CONVERTED"},
-        {STG_S_CANNOTCONSOLIDATE, "STG_S_CANNOTCONSOLIDATE"},
         {static_cast<HRESULT>(0x80040501), "ECapeUnknownHR"},
-        {static_cast<HRESULT>(0x80040509), "ECapeNoImplHR"},
-        {static_cast<HRESULT>(0x80040515), "ECapePersistenceNotFoundHR"},
         {static_cast<HRESULT>(0x8004051A), "ECapeThrmPropertyNotAvailableHR"},
         {S_FALSE, "0x1"},
         {static_cast<HRESULT>(0x80040500), "0x80040500"},
@@ -58,7 +48,7 @@ TEST(StatusName, NamesTheConstantsAndFallsBackToHex)
 TEST(SystemErrorText, SystemMessageWithoutItsLineEndElseTheCode)
 {
     // Codes the system has a message for, Win32 codes and HRESULTs alike.
-    for (HRESULT known : {HRESULT{2}, E_FAIL, E_ACCESSDENIED, E_OUTOFMEMORY}) {
+    for (HRESULT known : {HRESULT{2}, E_ACCESSDENIED}) {
         wchar_t raw[1024];
         DWORD n = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                                  static_cast<DWORD>(known), 0, raw, 1024, nullptr);

@@ -52,22 +52,11 @@ TEST(VartypeName, FlagsReplaceEachOtherAndUnknownBaseTypesAreMarked)
         {0x8000 | VT_ARRAY | VT_BYREF | VT_VARIANT, "VT_RESERVED|VT_VARIANT"},
         {VT_ARRAY | 15, "VT_ARRAY|<unknown>"},
         {32, "<unknown>"},
-        {35, "<unknown>"},
-        {39, "<unknown>"},
-        {63, "<unknown>"},
-        {74, "<unknown>"},
         {4094, "<unknown>"},
         {0xFFFF, "VT_RESERVED|VT_BSTR_BLOB"},
     };
     for (auto c : cases) EXPECT_EQ(CallLog::vartypeName(c.vt), c.name) << c.vt;
 
-    // Spot checks across the named ranges.
-    struct {
-        VARTYPE vt;
-        const char* name;
-    } named[] = {{VT_DECIMAL, "VT_DECIMAL"}, {VT_I1, "VT_I1"}, {VT_LPWSTR, "VT_LPWSTR"}, {VT_RECORD, "VT_RECORD"},
-                 {VT_UINT_PTR, "VT_UINT_PTR"}, {VT_FILETIME, "VT_FILETIME"}, {VT_VERSIONED_STREAM, "VT_VERSIONED_STREAM"}};
-    for (auto c : named) EXPECT_EQ(CallLog::vartypeName(c.vt), c.name) << c.vt;
     EXPECT_EQ(CallLog::vartypeName(4095), "VT_BSTR_BLOB");
 }
 
@@ -312,13 +301,9 @@ TEST(ArrayViewCheck, PassesOnlyOneDimensionalArraysOfTheExpectedType)
         VARTYPE expected;
         const char* failure;
     } wrongType[] = {
-        {VT_I2, "Expected an array of type short"},
-        {VT_I4, "Expected an array of type long"},
         {VT_BSTR, "Expected an array of type string"},
-        {VT_VARIANT, "Expected an array of type VARIANT"},
         {VT_EMPTY, "Expected an array of type EMPTY"},
         {VT_BOOL, "Expected an array of type <unknown>"},
-        {VT_DISPATCH, "Expected an array of type <unknown>"},
     };
     for (auto c : wrongType) {
         tarv::ArrayView view(doubles.get());
