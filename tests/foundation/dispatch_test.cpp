@@ -98,31 +98,19 @@ TEST(Dispatch, RegisteredLibraryAndKitAgreeOnDispids)
     }
 }
 
-TEST(Dispatch, PropertyGetByNameRunsTheSameMethodAsAVtableCall)
+TEST(Dispatch, PropertiesByNameRunTheSameMethodsAsVtableCalls)
 {
     auto obj = kit::Object::create<ICapeIdentification>(L"Reactor 7");
     ICapeIdentification* id = obj->ptr<ICapeIdentification>();
+    Invoked get = invokeByName(id, L"ComponentName", DISPATCH_PROPERTYGET, {});
+    ASSERT_EQ(get.hr, S_OK);
+    ASSERT_EQ(get.result.vt(), VT_BSTR);
+    EXPECT_EQ(std::wstring(get.result.get().bstrVal), L"Reactor 7");
 
-    Invoked byName = invokeByName(id, L"ComponentName", DISPATCH_PROPERTYGET, {});
-    Bstr direct;
-    ASSERT_EQ(byName.hr, S_OK);
-    ASSERT_EQ(id->get_ComponentName(direct.put()), S_OK);
-    ASSERT_EQ(byName.result.vt(), VT_BSTR);
-    EXPECT_EQ(std::wstring(byName.result.get().bstrVal), L"Reactor 7");
-    EXPECT_EQ(direct.wide(), L"Reactor 7");
-    EXPECT_EQ(obj->calls(), (kit::Calls{"ICapeIdentification::get_ComponentName", "ICapeIdentification::get_ComponentName"}));
-}
-
-TEST(Dispatch, PropertyPutByNameStoresThroughTheSameMethod)
-{
-    auto obj = kit::Object::create<ICapeIdentification>(L"Before");
     Variant value = Variant::fromString(L"Set by name");
-    Invoked put = invokeByName(obj->ptr<ICapeIdentification>(), L"ComponentName", DISPATCH_PROPERTYPUT, {value.get()});
-    ASSERT_EQ(put.hr, S_OK);
+    ASSERT_EQ(invokeByName(id, L"ComponentName", DISPATCH_PROPERTYPUT, {value.get()}).hr, S_OK);
     EXPECT_EQ(obj->name(), L"Set by name");
-    ASSERT_EQ(obj->ptr<ICapeIdentification>()->put_ComponentName(Bstr(L"Set directly").get()), S_OK);
-    EXPECT_EQ(obj->name(), L"Set directly");
-    EXPECT_EQ(obj->calls(), (kit::Calls{"ICapeIdentification::put_ComponentName", "ICapeIdentification::put_ComponentName"}));
+    EXPECT_EQ(obj->calls(), (kit::Calls{"ICapeIdentification::get_ComponentName", "ICapeIdentification::put_ComponentName"}));
 }
 
 TEST(Dispatch, InOutArgumentsByNameReachTheMethodAndComeBack)
@@ -199,9 +187,6 @@ TEST(Dispatch, EachInterfaceDispatchesToItsOwnMethods)
     info->ReleaseTypeAttr(attr);
 }
 
-// Known fault, run as a ctest WILL_FAIL entry so that the fix is noticed: widl copies the imported
-// CAPE-OPEN interfaces into TARVLib64 instead of referring to CAPEOPEN110, and registering
-// TARVLib64 then points those interfaces' TypeLib keys at it.
 // Registering TARVLib64 points the Interface keys of its dual interfaces at it: it must hold none
 // of CAPE-OPEN's, whose keys belong to the published library.
 TEST(Dispatch, TarvLibHoldsNoCapeOpenInterfaceAndLeavesTheirRegistrationAlone)

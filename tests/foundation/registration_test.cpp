@@ -13,22 +13,6 @@ using tarv::ComPtr;
 
 namespace {
 
-std::wstring guidText(REFGUID g)
-{
-    wchar_t buf[64];
-    StringFromGUID2(g, buf, 64);
-    return buf;
-}
-
-std::wstring registryText(const std::wstring& key, const wchar_t* value)
-{
-    wchar_t buf[MAX_PATH];
-    DWORD size = sizeof buf;
-    if (RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), value, RRF_RT_REG_SZ, nullptr, buf, &size) != ERROR_SUCCESS)
-        return L"<missing>";
-    return buf;
-}
-
 // The module whose code an interface pointer's vtable lies in.
 HMODULE moduleOf(IUnknown* p)
 {
@@ -36,13 +20,6 @@ HMODULE moduleOf(IUnknown* p)
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
                        *reinterpret_cast<LPCWSTR*>(p), &m);
     return m;
-}
-
-std::wstring moduleFile(HMODULE m)
-{
-    wchar_t path[MAX_PATH];
-    DWORD n = GetModuleFileNameW(m, path, MAX_PATH);
-    return std::wstring(path, n);
 }
 
 } // namespace
@@ -88,41 +65,5 @@ TEST(Registration, KitClassIsCreatedInProcessByClsidAndByProgId)
         EXPECT_TRUE(id.query<ECapeRoot>());
         EXPECT_TRUE(id.query<ICapeUtilities>());
         EXPECT_FALSE(id.query<ICapeUnit>());
-    }
-}
-
-TEST(Registration, KitServerCountsItsObjectsForUnloading)
-{
-    ComPtr<IUnknown> obj;
-    ASSERT_EQ(CoCreateInstance(kit::CLSID_KitObject, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, obj.putVoid()), S_OK);
-    auto canUnload = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-        reinterpret_cast<void*>(GetProcAddress(moduleOf(obj.get()), "DllCanUnloadNow")));
-    ASSERT_NE(canUnload, nullptr);
-    EXPECT_EQ(canUnload(), S_FALSE);
-    obj = nullptr;
-    EXPECT_EQ(canUnload(), S_OK);
-}
-
-TEST(Registration, KitServerWroteItsClassKeys)
-{
-    ComPtr<IUnknown> obj;
-    ASSERT_EQ(CoCreateInstance(kit::CLSID_KitObject, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, obj.putVoid()), S_OK);
-    const std::wstring clsid = guidText(kit::CLSID_KitObject);
-    const std::wstring key = L"CLSID\\" + clsid;
-    const struct {
-        std::wstring key;
-        const wchar_t* value;
-        std::wstring expected;
-    } rows[] = {
-        {key + L"\\InprocServer32", nullptr, moduleFile(moduleOf(obj.get()))},
-        {key + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
-        {key + L"\\ProgID", nullptr, kit::kKitObjectProgId},
-        {std::wstring(kit::kKitObjectProgId) + L"\\CLSID", nullptr, clsid},
-    };
-    for (const auto& r : rows) {
-        std::wstring actual = registryText(r.key, r.value);
-        EXPECT_EQ(CompareStringOrdinal(actual.c_str(), -1, r.expected.c_str(), -1, TRUE), CSTR_EQUAL)
-            << tarv::toNarrow(r.key) << " " << (r.value ? tarv::toNarrow(r.value) : "(default)") << ": "
-            << tarv::toNarrow(actual) << ", expected " << tarv::toNarrow(r.expected);
     }
 }
