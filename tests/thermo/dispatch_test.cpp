@@ -31,7 +31,7 @@ TEST(Dispatch, EveryMethodLogsTheSameWhetherCalledThroughItsVtableOrByName)
                     ASSERT_EQ(b->QueryInterface(iid, facetB.putVoid()), S_OK);
                     kitA->clearCalls();
                     kitB->clearCalls();
-                    Call first(m, Fill::Values), second(m, Fill::Values);
+                    Call first(m), second(m);
                     viaVtable = first.byVtable(facetA.get());
                     viaName = second.byName(facetB.get());
                 }

@@ -1,7 +1,7 @@
 #pragma once
 // Shared pieces of the thermo proxies' tests: kit materials of both generations and the proxies
-// over them, a leak check, a log reduced to a one-line outline, and calls of any method as the
-// registered CAPE-OPEN type library describes it, through the vtable or by name.
+// over them, a leak check, the checks a log records, and calls of any method as the registered
+// CAPE-OPEN type library describes it, through the vtable or by name.
 #include "kit/kit.h"
 #include "support/log_capture.h"
 #include "thermo/material_object.h"
@@ -25,7 +25,6 @@ enum class Material {
     Material11,   // ICapeThermoMaterial only
     Object10,     // ICapeThermoMaterialObject only
     Both,         // the six 1.1 interfaces and ICapeThermoMaterialObject
-    None,         // nothing but ICapeIdentification
 };
 ComPtr<Object> makeMaterial(Material kind, const wchar_t* name = L"Stream");
 
@@ -42,10 +41,8 @@ struct ProxyClassInfo {
     ComPtr<IDispatch> (*make)(IUnknown* foreign, tarv::CallLog* log, int version, int readOnly);
     // The proxy's own implementation of `iid`, reached without a query.
     IUnknown* (*facet)(IDispatch* proxy, REFIID iid);
-    tarv::CapeOpenBase* (*base)(IDispatch* proxy);
 };
 const std::vector<ProxyClassInfo>& proxyClasses();
-const ProxyClassInfo& classServing(REFIID iid);
 
 // The server's lock count (every proxy holds one).
 ULONG serverLocks();
@@ -74,26 +71,18 @@ struct Package {
 Package exposePackage11(Object* real, tarv::CallLog* log, const char* name = "Package");
 Package exposePackage10(Object* real, tarv::CallLog* log, const char* name = "Package");
 
-// --- Outlines ------------------------------------------------------------------------------------
+// --- Checks ---------------------------------------------------------------------------------------
 
-// One log record as the outline sees it.
+// One log record as the check tokens see it.
 struct Item {
     enum Kind { Func, EndFunc, Arg, Check } kind;
     std::string name;        // func: method; arg: argument name; check: the record's text
     std::string direction;   // arg: "in" or "out"
-    std::string type;        // arg: the logged type
-    std::string expected;    // arg: the expected type of an "Invalid type" error inside it
 };
 std::vector<Item> parseRecords(const std::string& records);
 
-// The records of one call as tokens: in-arguments `name:kind`, out-arguments `->name:kind`, and
-// the checks RO, PL, PH, NU, VER10, VER11, NOTCREATED, NOTEXPOSED (other records in brackets). The
-// kind of a VARIANT argument comes from two runs of the same call: one with values of a wrong
-// type tells the expected type (strings, doubles, variants, bools, dispatches, or any when
-// nothing is expected), one with empty values adds `?` where empty is accepted. Other arguments
-// show their logged type.
-std::string outline(const std::string& wrongTypeRun, const std::string& emptyRun);
-// Only the check tokens of some records.
+// The checks among some records as tokens: VER10 and VER11 for the wrong thermo version,
+// NOTEXPOSED, other records in brackets.
 std::string checksOf(const std::string& records);
 // The records with the addresses of logged interfaces taken out.
 std::string withoutAddresses(std::string records);
@@ -120,17 +109,11 @@ struct Method {
 std::vector<Method> methodsOf(REFIID iid);
 const Method& findMethod(const std::string& qualified);
 
-// What the arguments of a call hold. Out-arguments start empty (null, zero, VT_EMPTY) except
-// VARIANTs under WrongType, which start as a boolean.
-enum class Fill {
-    Empty,       // strings "", numbers 0, VARIANTs VT_EMPTY
-    WrongType,   // strings "", numbers 0, VARIANTs a boolean
-    Values,      // strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"}, n the position
-};
-
+// The arguments of a call: strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"},
+// n the position, flags 15; out-arguments start empty (null, zero, VT_EMPTY).
 class Call {
 public:
-    Call(const Method& method, Fill fill, int flags = 15);
+    explicit Call(const Method& method);
     ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
@@ -154,17 +137,5 @@ private:
     const Method& method_;
     std::vector<Slot> slots_;
 };
-
-// Runs `method` once through the vtable on a fresh proxy of its class and returns the records, the
-// result and the calls the kit object received. The proxy is read-only and, for materials, locked
-// to the other generation, so that every check of the method fires. Its foreign object offers the
-// interface (Full), lacks it (Missing), or is gone before the call (Emptied).
-struct Run {
-    std::string records;
-    HRESULT result;
-    kit::Calls calls;
-};
-enum class Foreign { Full, Missing, Emptied };
-Run runOnce(const Method& method, Fill fill, Foreign foreign);
 
 } // namespace thermotest
