@@ -1,5 +1,8 @@
 #include "host/server_process.h"
 
+#include "com/bstr.h"
+#include "support/process.h"
+
 #include <cstdlib>
 
 namespace testsupport {
@@ -15,17 +18,7 @@ std::string serverPath()
 
 long runServer(const std::string& arguments, DWORD timeoutMs)
 {
-    std::string command = "\"" + serverPath() + "\" " + arguments;
-    STARTUPINFOA si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    if (!CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) return -1;
-    CloseHandle(pi.hThread);
-    DWORD code = static_cast<DWORD>(-1);
-    if (WaitForSingleObject(pi.hProcess, timeoutMs) == WAIT_OBJECT_0) GetExitCodeProcess(pi.hProcess, &code);
-    else TerminateProcess(pi.hProcess, 1);
-    CloseHandle(pi.hProcess);
-    return static_cast<long>(code);
+    return static_cast<long>(runProcess(tarv::toWide("\"" + serverPath() + "\" " + arguments), timeoutMs));
 }
 
 } // namespace testsupport

@@ -2,6 +2,7 @@
 
 #include "com/bstr.h"
 #include "log/clock.h"
+#include "support/process.h"
 
 #include <share.h>
 
@@ -44,20 +45,7 @@ Sprintf msvcrtSprintf()
 
 DWORD runChild(const wchar_t* mode, const std::string& path)
 {
-    wchar_t exe[MAX_PATH];
-    GetModuleFileNameW(nullptr, exe, MAX_PATH);
-    std::wstring command = L"\"" + std::wstring(exe) + L"\" " + mode + L" \"" + tarv::toWide(path) + L"\"";
-    STARTUPINFOW si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    if (!CreateProcessW(exe, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi))
-        return ~DWORD{0};
-    WaitForSingleObject(pi.hProcess, 60000);
-    DWORD exitCode = ~DWORD{0};
-    GetExitCodeProcess(pi.hProcess, &exitCode);
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-    return exitCode;
+    return testsupport::runProcess(testsupport::quotedSelf() + L" " + mode + L" \"" + tarv::toWide(path) + L"\"");
 }
 
 std::string openingLines()
@@ -90,15 +78,10 @@ void LogFile::TearDown()
     DeleteFileA(path_.c_str());
 }
 
-std::string LogFile::closedDocument()
-{
-    log_->close();
-    return readFile(path_);
-}
-
 std::string LogFile::body()
 {
-    std::string document = closedDocument();
+    log_->close();
+    std::string document = readFile(path_);
     std::string opening = openingLines();
     EXPECT_EQ(document.substr(0, opening.size()), opening);
     EXPECT_GE(document.size(), opening.size() + endTag.size());

@@ -40,9 +40,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    // Closes the log and returns the file.
-    std::string closedDocument();
-    // The records between the opening lines and the end tag (checked), CR LF ends.
+    // Closes the log; the records between the opening lines and the end tag (checked), CR LF ends.
     std::string body();
 
     std::string path_;

@@ -2,6 +2,7 @@
 // by a g++ component with its own runtime, and by this executable itself.
 #include "proxy/barrier.h"
 #include "proxy/fault_components.h"
+#include "support/process.h"
 
 #include "capeopen.h"
 
@@ -448,22 +449,7 @@ TEST(Barrier, ThrownTextOfMsvcRecordsIsReadOnlyWhenEverythingChecksOut)
 // child process (proxy_tests --fault-outside-barrier, see main.cpp).
 TEST(Barrier, FaultOutsideTheGuardedCallEndsTheProcess)
 {
-    char exe[MAX_PATH];
-    GetModuleFileNameA(nullptr, exe, MAX_PATH);
-    std::string command = std::string("\"") + exe + "\" --fault-outside-barrier";
-    STARTUPINFOA si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    ASSERT_TRUE(CreateProcessA(exe, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
-                               &si, &pi));
-    const DWORD waited = WaitForSingleObject(pi.hProcess, 60000);
-    if (waited != WAIT_OBJECT_0) TerminateProcess(pi.hProcess, 1);
-    DWORD exitCode = 0;
-    GetExitCodeProcess(pi.hProcess, &exitCode);
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-    ASSERT_EQ(waited, WAIT_OBJECT_0);
-    EXPECT_EQ(exitCode, 0xC0000005u);
+    EXPECT_EQ(testsupport::runProcess(testsupport::quotedSelf() + L" --fault-outside-barrier"), 0xC0000005u);
 }
 
 } // namespace
