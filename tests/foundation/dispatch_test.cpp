@@ -55,48 +55,7 @@ VARIANT byRef(VARTYPE vt, T* p)
     return v;
 }
 
-ComPtr<ITypeLib> registeredCapeOpen()
-{
-    ComPtr<ITypeLib> lib;
-    EXPECT_EQ(LoadRegTypeLib(LIBID_CAPEOPEN110, 1, 1, 0, lib.put()), S_OK);
-    return lib;
-}
-
 } // namespace
-
-TEST(Dispatch, RegisteredLibraryAndKitAgreeOnDispids)
-{
-    ComPtr<ITypeLib> capeOpen = registeredCapeOpen();
-    ASSERT_TRUE(capeOpen);
-    auto obj = kit::Object::create(kit::allInterfaces());
-
-    // The type library and the kit's facets agree with the IDL on every DISPID.
-    const struct {
-        IID iid;
-        const wchar_t* member;
-        DISPID id;
-    } names[] = {
-        {IID_ICapeIdentification, L"ComponentName", 1},
-        {IID_ICapeThermoMaterial, L"GetOverallProp", 4},
-        {IID_ICapeThermoCalculationRoutine, L"PropList", 0x60020002},
-        {IID_ICapeRealParameterSpec, L"LowerBound", 2},
-        {IID_ECapeBoundaries, L"LowerBound", 1},
-        {IID_ICapeParameter, L"Validate", 5},
-    };
-    for (const auto& n : names) {
-        SCOPED_TRACE(kit::interfaceName(n.iid) + " " + tarv::toNarrow(n.member));
-        ComPtr<ITypeInfo> info;
-        ASSERT_EQ(capeOpen->GetTypeInfoOfGuid(n.iid, info.put()), S_OK);
-        LPOLESTR member = const_cast<LPOLESTR>(n.member);
-        DISPID fromLib = DISPID_UNKNOWN, fromKit = DISPID_UNKNOWN;
-        EXPECT_EQ(info->GetIDsOfNames(&member, 1, &fromLib), S_OK);
-        ComPtr<IDispatch> facet;
-        ASSERT_EQ(obj->QueryInterface(n.iid, facet.putVoid()), S_OK);
-        EXPECT_EQ(facet->GetIDsOfNames(IID_NULL, &member, 1, LOCALE_USER_DEFAULT, &fromKit), S_OK);
-        EXPECT_EQ(fromLib, n.id);
-        EXPECT_EQ(fromKit, n.id);
-    }
-}
 
 TEST(Dispatch, PropertiesByNameRunTheSameMethodsAsVtableCalls)
 {
@@ -151,40 +110,6 @@ TEST(Dispatch, InOutArgumentsByNameReachTheMethodAndComeBack)
     EXPECT_EQ(tarv::readDoubleArray(composition.get()), (std::vector<double>{0.25, 0.75}));
     EXPECT_EQ(obj->calls(), (kit::Calls{"ICapeThermoMaterial::GetOverallProp", "ICapeThermoMaterial::GetOverallProp",
                                         "ICapeThermoMaterial::GetOverallTPFraction"}));
-}
-
-// Each facet's IDispatch belongs to its interface: a name shared by two interfaces reaches the
-// method of the interface it was asked through.
-TEST(Dispatch, EachInterfaceDispatchesToItsOwnMethods)
-{
-    auto reactions = kit::Object::create<ICapeReactionChemistry>();
-    auto obj = kit::Object::create<ICapeKineticReactionContext, ICapeElectrolyteReactionContext>();
-    IDispatch* received = nullptr;
-    obj->on(&ICapeKineticReactionContext::SetReactionObject, [&](IDispatch** r) { received = *r; })
-        .fail(&ICapeElectrolyteReactionContext::SetReactionObject, ECapeNoImplHR);
-
-    IDispatch* slot = reactions->ptr<IDispatch>();
-    Invoked kinetic = invokeByName(obj->ptr<ICapeKineticReactionContext>(), L"SetReactionObject", DISPATCH_METHOD,
-                                   {byRef(VT_DISPATCH, &slot)});
-    Invoked electrolyte = invokeByName(obj->ptr<ICapeElectrolyteReactionContext>(), L"SetReactionObject",
-                                       DISPATCH_METHOD, {byRef(VT_DISPATCH, &slot)});
-    EXPECT_EQ(kinetic.hr, S_OK);
-    EXPECT_EQ(received, reactions->ptr<IDispatch>());
-    // A failing method comes back from Invoke as an exception carrying its status code.
-    EXPECT_EQ(electrolyte.hr, DISP_E_EXCEPTION);
-    EXPECT_EQ(electrolyte.excep.scode, static_cast<HRESULT>(ECapeNoImplHR));
-    EXPECT_EQ(obj->calls(), (kit::Calls{"ICapeKineticReactionContext::SetReactionObject",
-                                        "ICapeElectrolyteReactionContext::SetReactionObject"}));
-
-    // The object's IDispatch is its first interface's.
-    ComPtr<IDispatch> defaultDispatch;
-    ASSERT_EQ(obj->QueryInterface(IID_IDispatch, defaultDispatch.putVoid()), S_OK);
-    ComPtr<ITypeInfo> info;
-    ASSERT_EQ(defaultDispatch->GetTypeInfo(0, LOCALE_USER_DEFAULT, info.put()), S_OK);
-    TYPEATTR* attr = nullptr;
-    ASSERT_EQ(info->GetTypeAttr(&attr), S_OK);
-    EXPECT_EQ(attr->guid, IID_ICapeKineticReactionContext);
-    info->ReleaseTypeAttr(attr);
 }
 
 // Registering TARVLib64 points the Interface keys of its dual interfaces at it: it must hold none
