@@ -35,11 +35,6 @@ const char stringWarning[] =
 
 } // namespace
 
-TEST_F(LogFile, OpenAndCloseWriteTheWholeFrame)
-{
-    EXPECT_EQ(closedDocument(), logtest::openingLines() + std::string(logtest::endTag));
-}
-
 TEST(LogOpening, DateAndTimeFollowTheirPicturesInTheSystemLocale)
 {
     tarv::setLocalTimeSource([](SYSTEMTIME* t) {

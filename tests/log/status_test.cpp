@@ -9,7 +9,6 @@
 #include <string>
 
 using logtest::crlf;
-using logtest::LogFile;
 using logtest::recordsOf;
 using tarv::CallLog;
 using tarv::capeErrorText;
@@ -104,29 +103,6 @@ TEST(CapeErrorText, AsksUserThenRootThenTheTable)
     // Every reference taken during the lookup is given back.
     EXPECT_EQ(both->refCount(), 1u);
     EXPECT_EQ(rootOnly->refCount(), 1u);
-}
-
-TEST_F(LogFile, EndFuncNamesTheCodeAndTheBestText)
-{
-    auto described = kit::Object::create<ICapeThermoMaterial, ECapeUser, ECapeRoot>();
-    described->errorDescription(L"Phase <vapor> unknown").errorName(L"unused");
-    auto bare = kit::Object::create<ICapeThermoMaterial>();
-    log_->beginFunc(0, "ICapeThermoMaterial::SetPresentPhases", "Stream 1");
-    log_->endFunc(static_cast<HRESULT>(0x80040506), described->ptr<ICapeThermoMaterial>());
-    log_->beginFunc(0, "ICapeThermoMaterial::ClearAllProps", "Stream 1");
-    log_->endFunc(static_cast<HRESULT>(0x80040501), bare->ptr<ICapeThermoMaterial>());
-    log_->beginFunc(0, "ICapeThermoMaterial::CopyFromMaterial", "Stream 1");
-    log_->endFunc(static_cast<HRESULT>(0x8004051B), described->ptr<ICapeThermoMaterial>());
-    EXPECT_EQ(body(), crlf(R"(<func name="ICapeThermoMaterial::SetPresentPhases" direc="out" object="Stream 1">
- <error value="ECapeInvalidArgumentHR: Phase &lt;vapor&gt; unknown"/>
-</func>
-<func name="ICapeThermoMaterial::ClearAllProps" direc="out" object="Stream 1">
- <error value="ECapeUnknownHR: Failed to get error name for ECapeUnknown"/>
-</func>
-<func name="ICapeThermoMaterial::CopyFromMaterial" direc="out" object="Stream 1">
- <error value="0x8004051B: error code 0x8004051B"/>
-</func>
-)"));
 }
 
 TEST(InterfaceName, RegisteredNameElseTheBracedIID)
