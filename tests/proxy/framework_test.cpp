@@ -51,29 +51,16 @@ const char* const kNotCreated = R"(<func name="ICapeDiagnostic::LogMessage" dire
 
 // --- The method template -------------------------------------------------------------------------
 
-// A call forwarded, refused for want of a foreign object, reported as read-only but forwarded, and
-// failing in the foreign object: the record each leaves and whether the object was reached.
-TEST(MethodTemplate, EachOutcomeLeavesItsRecord)
+TEST(MethodTemplate, ForwardsAndLogsArgumentsInBothDirections)
 {
-    struct Case {
-        const char* what;
-        int readOnly;
-        bool emptied;            // the proxy's interfaces released first
-        void (*script)(Object&);
-        HRESULT (*call)(IDispatch* proxy);
-        HRESULT result;
-        const char* forwarded;   // the kit call, or null when not reached
-        const char* records;
-    } cases[] = {
-        {"forwarded, arguments both ways", 0, false,
-         [](Object& o) { o.returns(&ICapeCOSEUtilities::get_NamedValue, tarv::Variant::fromDouble(2.5)); },
-         [](IDispatch* p) {
-             tarv::Variant value;
-             HRESULT hr = ComPtr<IDispatch>(p).query<ICapeCOSEUtilities>()->get_NamedValue(Bstr(L"T").get(), value.put());
-             return hr == S_OK && value.get().dblVal != 2.5 ? E_FAIL : hr;
-         },
-         S_OK, "ICapeCOSEUtilities::get_NamedValue",
-         R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
+    kitObject->returns(&ICapeCOSEUtilities::get_NamedValue, tarv::Variant::fromDouble(2.5));
+    auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
+    tarv::Variant value;
+    ASSERT_EQ(proxy->get_NamedValue(Bstr(L"T").get(), value.put()), S_OK);
+    EXPECT_EQ(value.get().dblVal, 2.5);
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
  <arg name="name" direc="in" type="string">
   <argval value="&quot;T&quot;"/>
  </arg>
@@ -81,51 +68,18 @@ TEST(MethodTemplate, EachOutcomeLeavesItsRecord)
   <argval value="2.5"/>
  </arg>
 </func>
-)"},
-        {"no foreign object: refused, the record closed with success", 0, true, [](Object&) {},
-         [](IDispatch* p) { return static_cast<ICapeDiagnostic*>(p)->LogMessage(Bstr(L"hi").get()); },
-         E_UNEXPECTED, nullptr, kNotCreated},
-        {"read-only: reported, still forwarded", 1, false, [](Object&) {},
-         [](IDispatch* p) { return static_cast<ICapeDiagnostic*>(p)->PopUpMessage(Bstr(L"x").get()); },
-         S_OK, "ICapeDiagnostic::PopUpMessage",
-         R"(<func name="ICapeDiagnostic::PopUpMessage" direc="out" object="Kit object">
- <error value="This object should be considered read-only"/>
- <arg name="message" direc="in" type="string">
-  <argval value="&quot;x&quot;"/>
- </arg>
-</func>
-)"},
-        {"foreign failure: passed through with its description, no out-arguments", 0, false,
-         [](Object& o) {
-             o.fail(&ICapeCOSEUtilities::get_NamedValueList, static_cast<HRESULT>(0x80040509))
-                 .errorDescription(L"no named values here");
-         },
-         [](IDispatch* p) {
-             tarv::Variant names;
-             return ComPtr<IDispatch>(p).query<ICapeCOSEUtilities>()->get_NamedValueList(names.put());
-         },
-         static_cast<HRESULT>(0x80040509), "ICapeCOSEUtilities::get_NamedValueList",
-         R"(<func name="ICapeCOSEUtilities::get_NamedValueList" direc="out" object="Kit object">
- <error value="ECapeNoImplHR: no named values here"/>
-</func>
-)"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        LogCapture capture;
-        auto kitObject = Object::create<ICapeDiagnostic, ICapeCOSEUtilities, ECapeUser, ICapeIdentification>();
-        c.script(*kitObject.get());
-        ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, c.readOnly);
-        if (c.emptied) impl(proxy.get())->releaseInterfaces();
-        kitObject->clearCalls();
-        EXPECT_EQ(c.call(proxy.get()), c.result);
-        EXPECT_EQ(capture.records(), c.records);
-        if (c.forwarded) {
-            EXPECT_EQ(kitObject->callCount(c.forwarded), 1u);
-        } else {
-            EXPECT_TRUE(kitObject->calls().empty());
-        }
-    }
+)");
+}
+
+TEST(MethodTemplate, RefusesWithoutForeignObjectAndClosesTheRecordWithSuccess)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    auto proxy = proxyOf(kitObject.get(), capture);
+    impl(proxy.get())->releaseInterfaces();
+    EXPECT_EQ(proxy->LogMessage(Bstr(L"hi").get()), E_UNEXPECTED);
+    EXPECT_EQ(capture.records(), kNotCreated);
+    EXPECT_EQ(kitObject->callCount("ICapeDiagnostic::LogMessage"), 0u);
 }
 
 TEST(MethodTemplate, MissingInterfaceWarnsAndIsAskedForAgainNextTime)
@@ -143,6 +97,37 @@ TEST(MethodTemplate, MissingInterfaceWarnsAndIsAskedForAgainNextTime)
     size_t asked = 0;
     for (const IID& iid : kitObject->queries()) asked += iid == IID_ICapeDiagnostic;
     EXPECT_EQ(asked, 2u);
+}
+
+TEST(MethodTemplate, ReadOnlyIsReportedAndTheCallStillReachesTheObject)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
+    auto proxy = proxyOf(kitObject.get(), capture, 1);
+    EXPECT_EQ(proxy->PopUpMessage(Bstr(L"x").get()), S_OK);
+    EXPECT_EQ(kitObject->callCount("ICapeDiagnostic::PopUpMessage"), 1u);
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeDiagnostic::PopUpMessage" direc="out" object="Kit object">
+ <error value="This object should be considered read-only"/>
+ <arg name="message" direc="in" type="string">
+  <argval value="&quot;x&quot;"/>
+ </arg>
+</func>
+)");
+}
+
+TEST(MethodTemplate, ForeignFailurePassesThroughWithItsDescriptionAndNoOutArguments)
+{
+    LogCapture capture;
+    auto kitObject = Object::create<ICapeCOSEUtilities, ECapeUser, ICapeIdentification>();
+    kitObject->fail(&ICapeCOSEUtilities::get_NamedValueList, static_cast<HRESULT>(0x80040509))
+        .errorDescription(L"no named values here");
+    auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
+    tarv::Variant names;
+    EXPECT_EQ(proxy->get_NamedValueList(names.put()), static_cast<HRESULT>(0x80040509));
+    EXPECT_EQ(capture.records(), R"(<func name="ICapeCOSEUtilities::get_NamedValueList" direc="out" object="Kit object">
+ <error value="ECapeNoImplHR: no named values here"/>
+</func>
+)");
 }
 
 TEST(MethodTemplate, EveryProxyHoldsOneServerLockForItsLife)
