@@ -297,18 +297,10 @@ TEST(ArrayViewCheck, PassesOnlyOneDimensionalArraysOfTheExpectedType)
         EXPECT_EQ(view.lowerBound, 3);
         EXPECT_EQ(view.count, 4);
     }
-    struct {
-        VARTYPE expected;
-        const char* failure;
-    } wrongType[] = {
-        {VT_BSTR, "Expected an array of type string"},
-        {VT_EMPTY, "Expected an array of type EMPTY"},
-        {VT_BOOL, "Expected an array of type <unknown>"},
-    };
-    for (auto c : wrongType) {
+    {
         tarv::ArrayView view(doubles.get());
-        EXPECT_FALSE(view.check(c.expected, &text));
-        EXPECT_EQ(text, c.failure);
+        EXPECT_FALSE(view.check(VT_BSTR, &text));
+        EXPECT_EQ(text, "Expected an array of type string");
     }
     {
         tarv::ArrayView view(Variant::fromDouble(1.0).get());
