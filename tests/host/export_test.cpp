@@ -22,6 +22,9 @@ TEST_F(ExportTest, EachManagerListsItsOwnGenerationOrNothing)
         ASSERT_EQ(manager->GetPropertyPackageList(names.put()), S_OK);
         EXPECT_EQ(names.vt(), VT_EMPTY);
     }
+    // That was the server's last object: under Wine its class objects stay registered while it
+    // ends, so the next activation waits for it to be gone.
+    ASSERT_TRUE(waitForServerExit());
     addRecord(kKitObject, PropertyPackageManager11, L"Pkg", L"Mgr/Pkg");
     addRecord(kKitObject, PropertyPackage11, L"Alone", L"Alone");
     addRecord(kKitObject, ThermoSystem10, L"P", L"Sys/P");
