@@ -22,12 +22,12 @@ Phase phaseArgument(const std::wstring& label)
     raise(kCapeInvalidArgument, L"Unknown phase label \"" + label + L"\"; the package's phases are Vapor and Liquid");
 }
 
-// One equilibrium specification: property, basis, phase label (and an optional compound).
-struct Specification {
+// One condition of an equilibrium: property, basis, phase label (and an optional compound).
+struct EquilibriumCondition {
     std::wstring property, basis, phase;
 };
 
-Specification parseSpecification(const VARIANT& v, const wchar_t* argument)
+EquilibriumCondition parseCondition(const VARIANT& v, const wchar_t* argument)
 {
     std::vector<std::wstring> s = stringsFrom(v, argument);
     if (s.size() < 3 || s.size() > 4)
@@ -46,14 +46,14 @@ struct FlashSpec {
 
 FlashSpec parseFlash(const VARIANT& spec1, const VARIANT& spec2, const std::wstring& solutionType)
 {
-    const Specification specs[] = {parseSpecification(spec1, L"specification1"),
-                                   parseSpecification(spec2, L"specification2")};
+    const EquilibriumCondition specs[] = {parseCondition(spec1, L"specification1"),
+                                   parseCondition(spec2, L"specification2")};
     bool t = false, p = false, f = false;
     FlashSpec result{FlashKind::TP};
-    for (const Specification& s : specs) {
+    for (const EquilibriumCondition& s : specs) {
         if (sameId(s.property, L"temperature") || sameId(s.property, L"pressure")) {
             if (!sameId(s.phase, L"Overall"))
-                raise(kCapeLimitedImpl, L"The " + s.property + L" specification must be for phase Overall, not \"" +
+                raise(kCapeLimitedImpl, L"The " + s.property + L" condition must be for phase Overall, not \"" +
                                             s.phase + L"\"");
             (sameId(s.property, L"temperature") ? t : p) = true;
         } else if (sameId(s.property, L"phaseFraction")) {
@@ -64,13 +64,13 @@ FlashSpec parseFlash(const VARIANT& spec1, const VARIANT& spec2, const std::wstr
             f = true;
             result.fractionPhase = *ph;
         } else {
-            raise(kCapeLimitedImpl, L"Specification " + s.property + L" is not supported");
+            raise(kCapeLimitedImpl, L"An equilibrium condition on " + s.property + L" is not supported");
         }
     }
     if (t && p) result.kind = FlashKind::TP;
     else if (p && f) result.kind = FlashKind::PVF;
     else if (t && f) result.kind = FlashKind::TVF;
-    else raise(kCapeLimitedImpl, L"Specifications " + specs[0].property + L" and " + specs[1].property +
+    else raise(kCapeLimitedImpl, L"Conditions on " + specs[0].property + L" and " + specs[1].property +
                                      L" do not make a supported flash");
     if (!sameId(solutionType, L"Unspecified") && !sameId(solutionType, L"Normal"))
         raise(kCapeLimitedImpl, L"Solution type \"" + solutionType + L"\" is not supported");
