@@ -100,23 +100,7 @@ HRESULT IdealPackage10::GetComponentList(VARIANT* compIds, VARIANT* formulae, VA
                                          VARIANT* molwt, VARIANT* casno)
 {
     return guard(kPackage, L"GetComponentList", [&] {
-        std::vector<std::wstring> ids, f, n, cas;
-        std::vector<double> tb, mw;
-        for (size_t i = 0; i < model_.size(); ++i) {
-            const Compound& c = model_.compound(i);
-            ids.emplace_back(c.id);
-            f.emplace_back(c.formula);
-            n.emplace_back(c.name);
-            cas.emplace_back(c.casNumber);
-            tb.push_back(c.normalBoilingPoint);
-            mw.push_back(c.molecularWeight);
-        }
-        setStrings(out(compIds), ids);
-        setStrings(out(formulae), f);
-        setStrings(out(name), n);
-        setDoubles(out(boilTemps), tb);
-        setDoubles(out(molwt), mw);
-        setStrings(out(casno), cas);
+        writeCompoundList(model_, out(compIds), out(formulae), out(name), out(boilTemps), out(molwt), out(casno));
     });
 }
 

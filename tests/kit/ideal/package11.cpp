@@ -355,23 +355,7 @@ HRESULT IdealPackage11::GetCompoundList(VARIANT* compIds, VARIANT* formulae, VAR
                                         VARIANT* molwts, VARIANT* casnos)
 {
     return guard(kCompounds, L"GetCompoundList", [&] {
-        std::vector<std::wstring> ids, f, n, cas;
-        std::vector<double> tb, mw;
-        for (size_t i = 0; i < model_.size(); ++i) {
-            const Compound& c = model_.compound(i);
-            ids.emplace_back(c.id);
-            f.emplace_back(c.formula);
-            n.emplace_back(c.name);
-            cas.emplace_back(c.casNumber);
-            tb.push_back(c.normalBoilingPoint);
-            mw.push_back(c.molecularWeight);
-        }
-        setStrings(out(compIds), ids);
-        setStrings(out(formulae), f);
-        setStrings(out(names), n);
-        setDoubles(out(boilTemps), tb);
-        setDoubles(out(molwts), mw);
-        setStrings(out(casnos), cas);
+        writeCompoundList(model_, out(compIds), out(formulae), out(names), out(boilTemps), out(molwts), out(casnos));
     });
 }
 

@@ -1,6 +1,7 @@
 #include "kit/ideal/properties.h"
 
 #include "kit/ideal/cape_error.h"
+#include "kit/ideal/values.h"
 
 #include <windows.h>
 
@@ -176,6 +177,28 @@ double universalConstant(std::wstring_view id)
     if (sameId(id, L"speedOfLightInVacuum")) return 299792458.0;
     if (sameId(id, L"standardAccelerationOfGravity")) return 9.80665;
     raise(kCapeInvalidArgument, L"Unknown universal constant \"" + std::wstring(id) + L"\"");
+}
+
+void writeCompoundList(const IdealModel& m, VARIANT* ids, VARIANT* formulae, VARIANT* names, VARIANT* boilTemps,
+                       VARIANT* molwts, VARIANT* casnos)
+{
+    std::vector<std::wstring> id, f, n, cas;
+    std::vector<double> tb, mw;
+    for (size_t i = 0; i < m.size(); ++i) {
+        const Compound& c = m.compound(i);
+        id.emplace_back(c.id);
+        f.emplace_back(c.formula);
+        n.emplace_back(c.name);
+        cas.emplace_back(c.casNumber);
+        tb.push_back(c.normalBoilingPoint);
+        mw.push_back(c.molecularWeight);
+    }
+    setStrings(ids, id);
+    setStrings(formulae, f);
+    setStrings(names, n);
+    setDoubles(boilTemps, tb);
+    setDoubles(molwts, mw);
+    setStrings(casnos, cas);
 }
 
 } // namespace kit::ideal

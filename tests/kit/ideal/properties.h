@@ -4,6 +4,9 @@
 // universal constants. Shared by the 1.0 and 1.1 packages; identifiers compare case-insensitively.
 #include "kit/ideal/ideal_model.h"
 
+#include <windows.h>
+#include <ole2.h>
+
 #include <string>
 #include <string_view>
 #include <variant>
@@ -51,5 +54,10 @@ const std::vector<std::wstring>& universalConstants();
 double universalConstant(std::wstring_view id);
 
 bool sameId(std::wstring_view a, std::wstring_view b);
+
+// The compound list both package generations return: ids, formulae, names, normal boiling points,
+// molecular weights and CAS numbers, into VARIANTs the caller has checked.
+void writeCompoundList(const IdealModel& m, VARIANT* ids, VARIANT* formulae, VARIANT* names, VARIANT* boilTemps,
+                       VARIANT* molwts, VARIANT* casnos);
 
 } // namespace kit::ideal
