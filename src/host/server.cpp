@@ -100,16 +100,6 @@ HRESULT unregisterTypeLibrary()
     return UnRegisterTypeLib(LIBID_TARVLib64, 1, 0, kTypeLibLocale, SYS_WIN64);
 }
 
-DWORD WINAPI monitorThread(void*)
-{
-    CTARVModule& m = CTARVModule::instance();
-    WaitForSingleObject(m.shutdownEvent, INFINITE);
-    CloseHandle(m.shutdownEvent);
-    m.shutdownEvent = nullptr;
-    PostThreadMessageA(m.mainThreadId, WM_QUIT, 0, 0);
-    return 0;
-}
-
 // The word behind each '-' or '/' of the command line, compared with the registration switches.
 int registrationSwitch(const char* commandLine, HRESULT* status)
 {
@@ -222,35 +212,63 @@ int runModule(const char* fullCommandLine)
     const CreatableClass* classes = creatableClasses(&count);
     std::vector<ClassObject> objects;
     objects.reserve(count);
-    std::vector<DWORD> cookies(count, 0);
+    std::vector<const CLSID*> clsids;
+    std::vector<IUnknown*> unknowns;
     for (size_t i = 0; i < count; ++i) {
         objects.emplace_back(classes[i]);
-        HRESULT hr = CoRegisterClassObject(*classes[i].clsid, &objects[i], CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE,
-                                           &cookies[i]);
-        if (FAILED(hr)) return hr;
-        if (hr != S_OK) status = hr;
+        clsids.push_back(classes[i].clsid);
+        unknowns.push_back(&objects[i]);
     }
+    std::vector<DWORD> cookies(count, 0);
+    status = registerClassObjects(clsids.data(), unknowns.data(), count, cookies.data());
+    if (FAILED(status)) return status;
     if (status != S_OK) {
         m.delayShutdown = false;
     } else {
-        m.shutdownEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);
-        HANDLE thread = CreateThread(nullptr, 0, &monitorThread, nullptr, 0, nullptr);
-        if (!thread) {
-            CloseHandle(m.shutdownEvent);
-            m.shutdownEvent = nullptr;
+        if (!m.monitor.start(m.mainThreadId)) {
+            revokeClassObjects(cookies.data(), count);
             return E_FAIL;
         }
-        CloseHandle(thread);
-        MSG msg;
-        while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
-            if (!TranslateAcceleratorA(GetActiveWindow(), g_accelerators, &msg)) TranslateMessage(&msg);
-            DispatchMessageA(&msg);
+        for (;;) {
+            MSG msg;
+            while (GetMessageA(&msg, nullptr, 0, 0) > 0) {
+                if (!TranslateAcceleratorA(GetActiveWindow(), g_accelerators, &msg)) TranslateMessage(&msg);
+                DispatchMessageA(&msg);
+            }
+            // A lock taken after the count fell to zero (a client that activated an object just
+            // then) keeps the server: the quit that was on its way is passed over.
+            if (CTARVModule::lockCount() == 0) break;
         }
+        m.monitor.stop();
     }
-    for (size_t i = 0; i < count; ++i)
-        if (FAILED(status = CoRevokeClassObject(cookies[i]))) break;
+    status = revokeClassObjects(cookies.data(), count);
     if (m.delayShutdown) Sleep(m.pauseMs);
     return status;
+}
+
+HRESULT registerClassObjects(const CLSID* const* clsids, IUnknown* const* objects, size_t count, DWORD* cookies)
+{
+    HRESULT status = S_OK;
+    for (size_t i = 0; i < count; ++i) {
+        HRESULT hr = CoRegisterClassObject(*clsids[i], objects[i], CLSCTX_LOCAL_SERVER, REGCLS_MULTIPLEUSE, &cookies[i]);
+        if (FAILED(hr)) {
+            // The class objects registered so far live in this function's caller, which is about
+            // to return: none may stay reachable.
+            revokeClassObjects(cookies, i);
+            return hr;
+        }
+        if (hr != S_OK && status == S_OK) status = hr;
+    }
+    return status;
+}
+
+HRESULT revokeClassObjects(const DWORD* cookies, size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        HRESULT hr = CoRevokeClassObject(cookies[i]);
+        if (FAILED(hr)) return hr;
+    }
+    return S_OK;
 }
 
 } // namespace tarv

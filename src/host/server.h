@@ -41,6 +41,13 @@ StartDecision decideStart(const std::string& commandLine);
 // lock on the server is given up.
 int runModule(const char* fullCommandLine);
 
+// Registers one class object per class id, in order, as multiple-use local server objects. A
+// failure revokes those registered before it and is returned; otherwise the result is the first
+// status that was not plain success, else S_OK.
+HRESULT registerClassObjects(const CLSID* const* clsids, IUnknown* const* objects, size_t count, DWORD* cookies);
+// Revokes in order, stopping at the first failure, which is returned.
+HRESULT revokeClassObjects(const DWORD* cookies, size_t count);
+
 // The owner-supplied texts of the registration.
 extern const char* const kVendorUrl;
 extern const char* const kOwnerNotice;

@@ -5,10 +5,13 @@
 #include "log/clock.h"
 #include "log/number_format.h"
 
+#include <algorithm>
 #include <charconv>
-#include <type_traits>
+#include <cstdint>
 #include <cstring>
 #include <cwchar>
+#include <new>
+#include <type_traits>
 
 namespace tarv {
 
@@ -155,14 +158,25 @@ const char* CallLog::escape(const char* text, int* suppressed)
     int flag = 0;
     int32_t length = 0;
     if (text) {
+        // The buffer grows by 1024 bytes whenever fewer than 16 are left before the next input
+        // byte. Growing one step at a time copies the buffer at each step, which is quadratic in
+        // a long value; so the output length is measured first and the buffer grown once to the
+        // capacity those steps would have reached.
+        int64_t before = 0, total = 0;
         for (const unsigned char* p = reinterpret_cast<const unsigned char*>(text); *p; ++p) {
-            if (length >= escapeCapacity_ - 16) {
-                char* larger = new char[static_cast<size_t>(escapeCapacity_) + 1024];
-                std::memcpy(larger, escapeBuffer_, static_cast<size_t>(escapeCapacity_));
-                delete[] escapeBuffer_;
-                escapeBuffer_ = larger;
-                escapeCapacity_ += 1024;
-            }
+            before = total;
+            total += entityLengths[escapeClasses.of[*p]] + (escapeClasses.of[*p] == 0 ? 1 : 0);
+        }
+        if (before >= escapeCapacity_ - 16) {
+            const int64_t steps = (before - (escapeCapacity_ - 16)) / 1024 + 1;
+            const int64_t capacity = escapeCapacity_ + 1024 * steps;
+            if (capacity > INT32_MAX) throw std::bad_alloc();
+            char* larger = new char[static_cast<size_t>(capacity)];
+            delete[] escapeBuffer_;
+            escapeBuffer_ = larger;
+            escapeCapacity_ = static_cast<int32_t>(capacity);
+        }
+        for (const unsigned char* p = reinterpret_cast<const unsigned char*>(text); *p; ++p) {
             unsigned char kind = escapeClasses.of[*p];
             if (kind == 0) {
                 escapeBuffer_[length++] = static_cast<char>(*p);
@@ -232,6 +246,7 @@ void CallLog::beginFunc(int isInput, const char* methodName, const char* objectN
     putLiteral("object=\"");
     put(escape(objectName, &suppressed));
     putLiteral("\">\n");
+    opened(Element::Func);
     ++depth_;
     if (suppressed) putLiteral(objectNameSuppressed);
     flush();
@@ -253,6 +268,7 @@ void CallLog::endFunc(HRESULT status, IUnknown* calledInterface)
         if (suppressed) putLiteral(errorSuppressed);
     }
     if (depth_ > 0) --depth_;
+    closed();
     indent();
     putLiteral("</func>\n");
     flush();
@@ -279,6 +295,7 @@ void CallLog::beginArg(const char* name, const char* dir, const char* type)
     putLiteral("\" type=\"");
     put(type);
     putLiteral("\">\n");
+    opened(Element::Arg);
     ++depth_;
     indent();
 }
@@ -287,6 +304,7 @@ void CallLog::beginArg(const char* name, const char* dir, const char* type)
 void CallLog::endArg()
 {
     --depth_;
+    closed();
     indent();
     putLiteral("</arg>\n");
     flush();
@@ -377,6 +395,7 @@ void CallLog::argString(const char* name, int isInput, BSTR value)
     if (suppressed) putLiteral(stringValueSuppressed);
     --depth_;
     if (value && isMalformedBstr(value)) writeError("Not a valid BSTR value");
+    closed();
     indent();
     putLiteral("</arg>\n");
     flush();
@@ -408,16 +427,12 @@ void CallLog::argInterface(const char* name, int isInput, IUnknown* value)
     }
     int suppressed = 0;
     text_ = "interface";
+    // Detached while the object is asked for its name, so that a proxy of this log answering the
+    // queries writes nothing. A fault in the object leaves the stream in suspended_, where
+    // recover() finds it.
+    suspended_ = stream_;
+    stream_ = nullptr;
     {
-        // Detached while the object is asked for its name, so that a proxy of this log answering
-        // the queries writes nothing.
-        struct Suspend {
-            CallLog& log;
-            std::FILE* saved;
-            ~Suspend() { log.stream_ = saved; }
-        } suspend{*this, stream_};
-        stream_ = nullptr;
-
         ComPtr<ICapeIdentification> identification;
         if (SUCCEEDED(value->QueryInterface(IID_ICapeIdentification, identification.putVoid())) &&
             identification) {
@@ -431,6 +446,8 @@ void CallLog::argInterface(const char* name, int isInput, IUnknown* value)
             SysFreeString(componentName);
         }
     }
+    stream_ = suspended_;
+    suspended_ = nullptr;
     text_ += " (address 0x";
     char address[pointerTextMax];
     text_.append(address, static_cast<size_t>(formatPointer(address, value) - address));
@@ -575,6 +592,7 @@ void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VA
     // Not escaped: "<unknown>" breaks the document, as it always has.
     putVartypeName(value.vt);
     putLiteral("\">\n");
+    opened(Element::Arg);
 
     VARIANT copy = value;
     writeValue(copy);
@@ -587,6 +605,7 @@ void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VA
         message += vartypeName(expected);
         writeError(message.c_str());
     }
+    closed();
     indent();
     putLiteral("</arg>\n");
     flush();
@@ -684,19 +703,34 @@ void CallLog::writeArray(const VARIANT& value)
     }
 
     switch (element) {
-    case VT_I2: writeNumbers<VT_I2>(array, view.count); return;
-    case VT_I4: writeNumbers<VT_I4>(array, view.count); return;
-    case VT_R8: writeNumbers<VT_R8>(array, view.count); return;
-    case VT_BOOL: writeNumbers<VT_BOOL>(array, view.count); return;
+    case VT_I2: writeNumbers<VT_I2>(array, view.lowerBound, view.count); return;
+    case VT_I4: writeNumbers<VT_I4>(array, view.lowerBound, view.count); return;
+    case VT_R8: writeNumbers<VT_R8>(array, view.lowerBound, view.count); return;
+    case VT_BOOL: writeNumbers<VT_BOOL>(array, view.lowerBound, view.count); return;
     default: break;
     }
 
+    // Strings, objects and VARIANTs are fetched one by one, as copies. The copy goes into room
+    // large enough for any element the array's own size says it has, so that an array whose
+    // elements are not what its tag claims cannot write past the value it is read into.
+    union Cell {
+        BSTR string;
+        IDispatch* object;
+        VARIANT variant;
+        unsigned char bytes[64];
+    };
+    if (array->cbElements > sizeof(Cell)) {
+        writeWarning("Value type is not supported by logger");
+        return;
+    }
     for (LONG i = 0; i < view.count; ++i) {
         LONG index = view.lowerBound + i;
+        Cell cell;
+        std::memset(&cell, 0, sizeof cell);
         switch (element) {
         case VT_BSTR: {
-            BSTR v = nullptr;
-            SafeArrayGetElement(array, &index, &v);
+            SafeArrayGetElement(array, &index, &cell);
+            BSTR v = cell.string;
             indent();
             int suppressed;
             const char* escaped = escape(v ? narrowed(v, true) : "<NULL>", &suppressed);
@@ -709,26 +743,27 @@ void CallLog::writeArray(const VARIANT& value)
             break;
         }
         case VT_DISPATCH: {
-            IDispatch* v = nullptr;
-            SafeArrayGetElement(array, &index, &v);
+            SafeArrayGetElement(array, &index, &cell);
+            IDispatch* v = cell.object;
             indent();
             putArgval(v ? "interface pointer" : "NULL");
             // Released without a test: a null element faults here and the fault goes to the
             // calling proxy's exception barrier. The volatile read keeps it an ordinary access
             // violation.
-            IDispatch* volatile element = v;
-            element->Release();
+            IDispatch* volatile object = v;
+            object->Release();
             break;
         }
         case VT_VARIANT: {
-            VARIANT v;
-            VariantInit(&v);
-            SafeArrayGetElement(array, &index, &v);
+            SafeArrayGetElement(array, &index, &cell);
+            VARIANT& v = cell.variant;
             indent();
             putLiteral("<argval value=\"");
             putVartypeName(v.vt);
             putLiteral("\">\n");
+            opened(Element::Argval);
             writeValue(v);
+            closed();
             indent();
             putLiteral("</argval>\n");
             VariantClear(&v);
@@ -739,47 +774,99 @@ void CallLog::writeArray(const VARIANT& value)
     }
 }
 
-// Elements of a plain number type, read in place: one line each, composed straight into the
-// record buffer and written through in large pieces without a flush.
-template <VARTYPE Element>
-void CallLog::writeNumbers(SAFEARRAY* array, LONG count)
+template <VARTYPE Type, class T>
+void CallLog::writeNumber(T v)
 {
-    using T = std::conditional_t<Element == VT_R8, double, std::conditional_t<Element == VT_I4, LONG, SHORT>>;
-    void* data = nullptr;
-    if (count <= 0 || FAILED(SafeArrayAccessData(array, &data))) return;
-    const T* values = static_cast<const T*>(data);
     static constexpr char open[] = "<argval value=\"";
     static constexpr char close[] = "\"/>\n";
-    for (LONG i = 0; i < count; ++i) {
-        const T v = values[i];
-        if constexpr (Element == VT_R8) {
-            if (isOldEmpty(v) || isNaN(v)) {
-                indent();
-                putArgval("N/A");
-                if (isOldEmpty(v)) writeWarning("Old value for CapeDoubleEmpty used: should be NaN");
-                continue;
-            }
+    if constexpr (Type == VT_R8) {
+        if (isOldEmpty(v) || isNaN(v)) {
+            indent();
+            putArgval("N/A");
+            if (isOldEmpty(v)) writeWarning("Old value for CapeDoubleEmpty used: should be NaN");
+            return;
         }
-        char* p = pending_.room(depth_ + sizeof open + doubleTextMax + sizeof close);
-        std::memset(p, ' ', depth_);
-        p += depth_;
-        std::memcpy(p, open, sizeof open - 1);
-        p += sizeof open - 1;
-        if constexpr (Element == VT_R8) {
-            p = formatDouble(p, v);
-        } else if constexpr (Element == VT_BOOL) {
-            const char* word = v ? "TRUE" : "FALSE";
-            std::size_t n = v ? 4 : 5;
-            std::memcpy(p, word, n);
-            p += n;
-        } else {
-            p = formatInteger(p, v);
-        }
-        std::memcpy(p, close, sizeof close - 1);
-        pending_.commit(p + sizeof close - 1);
-        if (pending_.size() >= writeThroughSize) writeThrough();
     }
-    SafeArrayUnaccessData(array);
+    char* p = pending_.room(depth_ + sizeof open + doubleTextMax + sizeof close);
+    std::memset(p, ' ', depth_);
+    p += depth_;
+    std::memcpy(p, open, sizeof open - 1);
+    p += sizeof open - 1;
+    if constexpr (Type == VT_R8) {
+        p = formatDouble(p, v);
+    } else if constexpr (Type == VT_BOOL) {
+        const char* word = v ? "TRUE" : "FALSE";
+        std::size_t n = v ? 4 : 5;
+        std::memcpy(p, word, n);
+        p += n;
+    } else {
+        p = formatInteger(p, v);
+    }
+    std::memcpy(p, close, sizeof close - 1);
+    pending_.commit(p + sizeof close - 1);
+    if (pending_.size() >= writeThroughSize) writeThrough();
+}
+
+// Elements of a plain number type: one line each, composed straight into the record buffer and
+// written through in large pieces without a flush. An array that holds what its tag says is read in
+// place; one whose elements are of another size, or that carries another type of its own, is read
+// element by element, each by its own size, so that nothing past its end is ever read.
+template <VARTYPE Type>
+void CallLog::writeNumbers(SAFEARRAY* array, LONG lowerBound, LONG count)
+{
+    using T = std::conditional_t<Type == VT_R8, double, std::conditional_t<Type == VT_I4, LONG, SHORT>>;
+    if (count <= 0) return;
+    VARTYPE own = Type;
+    if ((array->fFeatures & FADF_HAVEVARTYPE) && FAILED(SafeArrayGetVartype(array, &own))) own = VT_EMPTY;
+    if (array->cbElements == sizeof(T) && own == Type) {
+        void* data = nullptr;
+        if (FAILED(SafeArrayAccessData(array, &data))) return;
+        lockedArrays_.push_back(array);
+        const T* values = static_cast<const T*>(data);
+        for (LONG i = 0; i < count; ++i) writeNumber<Type>(values[i]);
+        lockedArrays_.pop_back();
+        SafeArrayUnaccessData(array);
+        return;
+    }
+    const std::size_t size = std::min<std::size_t>(array->cbElements, sizeof(T));
+    for (LONG i = 0; i < count; ++i) {
+        LONG index = lowerBound + i;
+        void* cell = nullptr;
+        T v{};
+        if (SUCCEEDED(SafeArrayPtrOfIndex(array, &index, &cell)) && cell) std::memcpy(&v, cell, size);
+        writeNumber<Type>(v);
+    }
+}
+
+void CallLog::recover(const Mark& mark)
+{
+    if (suspended_ && !mark.suspended) {
+        stream_ = suspended_;
+        suspended_ = nullptr;
+    }
+    while (lockedArrays_.size() > mark.locks) {
+        SafeArrayUnaccessData(lockedArrays_.back());
+        lockedArrays_.pop_back();
+    }
+    if (!stream_) {
+        if (open_.size() > mark.elements) open_.resize(mark.elements);
+        return;
+    }
+    // Whatever stands after the last complete line was cut short by the fault.
+    const char* data = pending_.data();
+    std::size_t keep = pending_.size();
+    while (keep > 0 && data[keep - 1] != '\n') --keep;
+    pending_.truncate(keep);
+    static constexpr const char* endTags[] = {"</func>\n", "</arg>\n", "</argval>\n"};
+    while (open_.size() > mark.elements) {
+        const OpenElement element = open_.back();
+        open_.pop_back();
+        depth_ = element.depth;
+        indent();
+        put(endTags[static_cast<int>(element.kind)]);
+    }
+    depth_ = mark.elements > 0 ? open_[mark.elements - 1].depth + 1 : 0;
+    flush();
 }
 
 // --- ArrayView ------------------------------------------------------------------------------------

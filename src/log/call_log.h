@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace tarv {
 
@@ -82,6 +83,20 @@ public:
     // IOriginalObject64).
     void queryInterface(const char* objectName, REFIID iid, HRESULT status);
 
+    // Recovery after a fault. A fault inside a record (a component's value that cannot be read, a
+    // name query that crashes) unwinds through this object without running any of its cleanup.
+    // mark() notes where a func record stands; recover() then puts the log back there: it
+    // restores a stream suspended since the mark, releases array locks taken since it, drops an
+    // unfinished line, and closes the elements opened since it at their own depths, so that the
+    // next record stands inside that func as if nothing had happened.
+    struct Mark {
+        std::size_t elements = 0;
+        std::size_t locks = 0;
+        bool suspended = false;
+    };
+    Mark mark() const { return {open_.size(), lockedArrays_.size(), suspended_ != nullptr}; }
+    void recover(const Mark& mark);
+
     const std::string& objectName() const { return objectName_; }
     const std::string& logPath() const { return logPath_; }
     bool isOpen() const { return stream_ != nullptr; }
@@ -117,6 +132,16 @@ private:
 
     void record(const char* open, std::size_t openLength, const char* text, const char* warning,
                 std::size_t warningLength);
+    // The element stack of the record in progress, so that recover() can close what a fault left
+    // open. Each entry is an element whose start tag was written, with the depth of that tag.
+    enum class Element : unsigned char { Func, Arg, Argval };
+    struct OpenElement {
+        Element kind;
+        uint32_t depth;
+    };
+    void opened(Element kind) { open_.push_back({kind, depth_}); }
+    void closed() { if (!open_.empty()) open_.pop_back(); }
+
     void beginArg(const char* name, const char* direction, const char* type);
     void endArg();
     void simpleArg(const char* name, const char* direction, const char* type, const char* value);
@@ -124,8 +149,10 @@ private:
                  const char* const* names, int count);
     void writeScalar(const VARIANT& value);
     void writeArray(const VARIANT& value);
-    template <VARTYPE Element>
-    void writeNumbers(SAFEARRAY* array, LONG count);
+    template <VARTYPE Type>
+    void writeNumbers(SAFEARRAY* array, LONG lowerBound, LONG count);
+    template <VARTYPE Type, class T>
+    void writeNumber(T value);
     // Wide text up to its first NUL in the thread's ANSI code page, between quotes if asked,
     // into `narrow_`.
     const char* narrowed(const wchar_t* text, bool quoted);
@@ -134,6 +161,9 @@ private:
     void putVartypeName(VARTYPE vt);
 
     std::FILE* stream_ = nullptr;
+    std::FILE* suspended_ = nullptr;   // the stream while argInterface asks an object for its name
+    std::vector<OpenElement> open_;
+    std::vector<SAFEARRAY*> lockedArrays_;
     std::string objectName_;
     std::string logPath_;
     char* escapeBuffer_ = nullptr;

@@ -35,6 +35,12 @@ public:
         size_ += n;
     }
 
+    // Drops everything after the first n bytes.
+    void truncate(std::size_t n)
+    {
+        if (n < size_) size_ = n;
+    }
+
     const char* data() const { return data_; }
     std::size_t size() const { return size_; }
     bool empty() const { return size_ == 0; }

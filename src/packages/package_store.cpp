@@ -4,6 +4,7 @@
 
 #include <ole2.h>
 
+#include <algorithm>
 #include <cstdio>
 
 namespace tarv {
@@ -31,6 +32,40 @@ std::string clsidText(const CLSID& clsid)
     std::string narrow = toNarrow(text);
     CoTaskMemFree(text);
     return narrow;
+}
+
+// The numbers n from 1 to `count` for which a value "Package64_<n>" exists, in ascending order:
+// the records that a walk from 1 to `count` would find, without asking the registry `count` times
+// when the count is corrupt and huge. Value names compare ignoring case, as the registry does.
+std::vector<DWORD> recordNumbers(HKEY key, DWORD count)
+{
+    static constexpr char prefix[] = "Package64_";
+    constexpr size_t prefixLength = sizeof prefix - 1;
+    std::vector<DWORD> numbers;
+    char name[256];
+    for (DWORD index = 0;; ++index) {
+        DWORD length = sizeof name;
+        LONG rc = RegEnumValueA(key, index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        if (rc == ERROR_MORE_DATA) continue;   // a name too long to be one of ours
+        if (rc != ERROR_SUCCESS) break;
+        if (length <= prefixLength || CompareStringA(LOCALE_INVARIANT, NORM_IGNORECASE, name,
+                                                     static_cast<int>(prefixLength), prefix,
+                                                     static_cast<int>(prefixLength)) != CSTR_EQUAL)
+            continue;
+        // The digits as "%lu" writes them: no sign, no leading zero, no more than fit.
+        const char* digits = name + prefixLength;
+        if (digits[0] == '0' || length - prefixLength > 10) continue;
+        unsigned long long n = 0;
+        bool valid = true;
+        for (const char* d = digits; *d; ++d) {
+            if (*d < '0' || *d > '9') valid = false;
+            else n = n * 10 + static_cast<unsigned>(*d - '0');
+        }
+        if (valid && n >= 1 && n <= count) numbers.push_back(static_cast<DWORD>(n));
+    }
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    return numbers;
 }
 
 } // namespace
@@ -112,7 +147,7 @@ void loadPackages()
         notifyPackageListChanged();
         return;
     }
-    for (DWORD i = 1; i <= count; ++i) {
+    for (DWORD i : recordNumbers(key.key, count)) {
         char name[128];
         std::snprintf(name, sizeof name, "Package64_%lu", static_cast<unsigned long>(i));
         DWORD type = 0, size = 0;

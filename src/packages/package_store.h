@@ -27,6 +27,13 @@ struct ExportedPackage {
     std::wstring packageName;   // name in the container, or the component's label
     std::wstring displayName;   // the exported name; the key of the list
     int32_t loggingEnabled = 0;
+
+    // Two records are the same when every field is.
+    bool operator==(const ExportedPackage& other) const
+    {
+        return clsid == other.clsid && kind == other.kind && packageName == other.packageName &&
+               displayName == other.displayName && loggingEnabled == other.loggingEnabled;
+    }
 };
 
 // The process-wide list, in the order of the registry values. Lives on the main thread.

@@ -5,6 +5,8 @@
 #include "log/log_file.h"
 #include "packages/property_package.h"
 
+#include <algorithm>
+
 namespace tarv {
 namespace {
 
@@ -131,13 +133,20 @@ HRESULT resolvePackageByName(ResolutionErrors& errors, const PackageFamily& fami
         std::wstring shown = name ? std::wstring(name) : L"NULL";
         return fail(errors, family, L"Package with name \"" + shown + L"\" is not available");
     }
-    HRESULT hr = resolvePackage(errors, family, *list[index], out);
+    // The component's own calls and the question below let the apartment serve other clients,
+    // and a manager made meanwhile reloads the list: resolution works on a copy of the record,
+    // and the removal finds the record it asked about again, wherever it now stands.
+    const ExportedPackage record = *list[index];
+    HRESULT hr = resolvePackage(errors, family, record, out);
     if (FAILED(hr)) {
         std::wstring text = errors.description + family.removeQuestion;
         if (MessageBoxW(nullptr, text.c_str(), L"TARV:", MB_YESNO | MB_ICONQUESTION | MB_TOPMOST) == IDYES) {
-            list.erase(list.begin() + static_cast<std::ptrdiff_t>(index));
-            savePackages();
-            notifyPackageListChanged();
+            auto same = std::find_if(list.begin(), list.end(), [&](const auto& p) { return *p == record; });
+            if (same != list.end()) {
+                list.erase(same);
+                savePackages();
+                notifyPackageListChanged();
+            }
         }
     }
     return hr;

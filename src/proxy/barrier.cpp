@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <new>
+#include <vector>
 
 namespace tarv {
 
@@ -273,9 +274,11 @@ HRESULT callForward(void* p)
     try {
         return state.thunk(state.forward);
     } catch (const char* text) {
-        state.kind = text ? BarrierFault::Kind::Text : BarrierFault::Kind::Other;
+        // The pointer is the component's: its text is read only as far as memory is readable.
+        state.kind = BarrierFault::Kind::Other;
         try {
-            if (text) *state.text = text;
+            if (copyText(reinterpret_cast<std::uintptr_t>(text), *state.text)) state.kind = BarrierFault::Kind::Text;
+            else state.text->clear();
         } catch (...) {
             state.text->clear();
         }
@@ -285,16 +288,45 @@ HRESULT callForward(void* p)
     return E_UNEXPECTED;
 }
 
+// What the barrier keeps per thread: the undo registrations of UndoOnFault, innermost last. Made
+// at a thread's first guarded call and kept for the thread's life (a system TLS slot: one fast
+// lookup per call).
+struct ThreadState {
+    struct Entry {
+        UndoOnFault::Undo undo;
+        void* context;
+    };
+    std::vector<Entry> undo;
+};
+
 // Stack overflows are survivable only if the thread keeps a reserve for their handling and has
-// its guard page armed, once per thread. The flag is a system TLS slot: a fast test on every call.
-void prepareThread() noexcept
+// its guard page armed, once per thread.
+ThreadState& threadState()
 {
-    static const DWORD preparedSlot = TlsAlloc();
-    if (TlsGetValue(preparedSlot)) return;
-    TlsSetValue(preparedSlot, reinterpret_cast<void*>(1));
+    static const DWORD slot = TlsAlloc();
+    if (void* state = TlsGetValue(slot)) return *static_cast<ThreadState*>(state);
+    auto* state = new ThreadState;
+    state->undo.reserve(16);
+    TlsSetValue(slot, state);
     ULONG reserve = overflowReserve;
     SetThreadStackGuarantee(&reserve);
     _resetstkoflw();
+    return *state;
+}
+
+// Runs, newest first, what was registered above `mark` and is left after a fault. Each undo runs
+// under a barrier of its own: it may touch the component that has just failed.
+void undoAbove(ThreadState& state, std::size_t mark) noexcept
+{
+    while (state.undo.size() > mark) {
+        const ThreadState::Entry entry = state.undo.back();
+        state.undo.pop_back();
+        BarrierFault ignored;
+        guardedCall([&]() -> HRESULT {
+            entry.undo(entry.context);
+            return S_OK;
+        }, ignored);
+    }
 }
 
 } // namespace
@@ -336,6 +368,20 @@ void translateSeException(unsigned int code, EXCEPTION_POINTERS*)
     throw SE_Exception(code);
 }
 
+UndoOnFault::UndoOnFault(Undo undo, void* context) : exceptions_(std::uncaught_exceptions())
+{
+    threadState().undo.push_back({undo, context});
+}
+
+UndoOnFault::~UndoOnFault()
+{
+    std::vector<ThreadState::Entry>& undo = threadState().undo;
+    const ThreadState::Entry entry = undo.back();
+    undo.pop_back();
+    // Unwound by a g++ exception: the registered work is undone here, on the way out.
+    if (std::uncaught_exceptions() > exceptions_) entry.undo(entry.context);
+}
+
 std::string BarrierFault::recordText() const
 {
     switch (kind) {
@@ -354,7 +400,8 @@ HRESULT guardedInvoke(ForwardThunk thunk, void* forward, BarrierFault& fault) no
     fault.kind = BarrierFault::Kind::None;
     fault.code = 0;
     fault.text.clear();
-    prepareThread();
+    ThreadState& thread = threadState();
+    const std::size_t undoMark = thread.undo.size();
     FrameState state;
     state.thunk = thunk;
     state.forward = forward;
@@ -362,8 +409,10 @@ HRESULT guardedInvoke(ForwardThunk thunk, void* forward, BarrierFault& fault) no
     const HRESULT result = tarv_barrier_enter(&callForward, &state);
     if (state.kind == BarrierFault::Kind::None) return result;
 
-    // Back on the barrier's own stack: the component's frames are gone.
+    // Back on the barrier's own stack: the frames that faulted are gone, and with them any
+    // destructor that would have cleaned up after them.
     if (state.code == stackOverflowCode) _resetstkoflw();
+    undoAbove(thread, undoMark);
     fault.kind = state.kind;
     fault.code = state.code;
     if (state.kind == BarrierFault::Kind::Structured) {

@@ -10,6 +10,7 @@
 // outside the guarded call are not the barrier's business.
 #include <windows.h>
 
+#include <exception>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -56,16 +57,34 @@ struct BarrierFault {
     std::string recordText() const;
 };
 
+// Work to undo if a fault unwinds through the code that registered it: an object made for the
+// call in progress and not yet handed over, say. The unwind of a hardware fault or of an MSVC C++
+// exception runs none of our destructors, so the barrier that catches the fault runs the undo
+// itself, newest first, before it returns; a g++ exception runs it from the destructor here. On a
+// normal exit the registration simply ends: the code has done its own cleanup by then.
+class UndoOnFault {
+public:
+    using Undo = void (*)(void* context);
+    UndoOnFault(Undo undo, void* context);
+    ~UndoOnFault();
+    UndoOnFault(const UndoOnFault&) = delete;
+    UndoOnFault& operator=(const UndoOnFault&) = delete;
+
+private:
+    int exceptions_;
+};
+
 namespace detail {
 using ForwardThunk = HRESULT (*)(void* forward);
 HRESULT guardedInvoke(ForwardThunk thunk, void* forward, BarrierFault& fault) noexcept;
 } // namespace detail
 
-// Runs forward() - the call of the foreign method and nothing else - under the barrier. Returns
-// its result, or E_UNEXPECTED if the barrier caught something, which `fault` then describes
-// (`fault` is reset first). Out-arguments that the foreign code had not written when it failed
-// keep their values; resources it held are lost. The thread is prepared for stack overflows at
-// its first guarded call.
+// Runs forward() under the barrier: the call of a foreign method, or any of our own code that
+// reads what a foreign component handed over. Returns its result, or E_UNEXPECTED if the barrier
+// caught something, which `fault` then describes (`fault` is reset first). What was registered
+// with UndoOnFault inside has been undone by then. Out-arguments that the foreign code had not
+// written when it failed keep their values; resources it held are lost. The thread is prepared
+// for stack overflows at its first guarded call.
 template <class F>
 HRESULT guardedCall(F&& forward, BarrierFault& fault)
 {

@@ -49,6 +49,7 @@ struct WrapParameters {
     IDispatch** parameters;
     ExposedObjectBase* owner;
     ComPtr<IDispatch> local;
+    HandedOut handed{};
 
     void afterForward(ProxyCall& c)
     {
@@ -62,10 +63,11 @@ struct WrapParameters {
         }
         if (!local) return;
         auto factory = proxyFactories().parameterCollection;
-        *parameters = factory ? factory(local.get(), c.log, owner, 1, 0).detach() : local.detach();
+        *parameters = handed.hand(parameters, factory ? factory(local.get(), c.log, owner, 1, 0) : std::move(local));
         local.reset();
     }
     void after(ProxyCall& c) const { c.log->argInterface("parameters", 0, *parameters); }
+    void onFault(ProxyCall&) { handed.takeBack(); }
 };
 
 } // namespace

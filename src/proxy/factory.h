@@ -6,6 +6,13 @@
 
 namespace tarv {
 
+// A proxy whose making was cut short by a fault, with no reference handed out yet.
+inline void destroyUnfinishedProxy(CapeOpenBase* proxy)
+{
+    proxy->addRefImpl();
+    proxy->releaseImpl();
+}
+
 // The factory steps shared by all proxy factories. `configure` sets the class's own values
 // (material version, direction) before the foreign object is attached. Returns the proxy's
 // IDispatch with the one reference that passes to the caller.
@@ -14,6 +21,9 @@ ComPtr<IDispatch> createProxy(IUnknown* foreign, CallLog* log, ExposedObjectBase
                               Configure&& configure)
 {
     C* proxy = new C();
+    // Asking the foreign object for its name may fault; the unfinished proxy then goes again,
+    // with the foreign reference and the server lock it holds.
+    UndoOnFault undo([](void* made) { destroyUnfinishedProxy(static_cast<C*>(made)); }, proxy);
     configure(*proxy);
     proxy->attachObject(ComPtr<IUnknown>(foreign).detach());
     proxy->attachLog(log, nullptr);
@@ -36,6 +46,27 @@ struct ProxyFactories {
 
 ProxyFactories& proxyFactories();
 
+// A proxy handed to the caller's out-argument during a call; a fault later in the call takes it
+// back, so that the failed call leaves the caller nothing to release.
+struct HandedOut {
+    IDispatch** location = nullptr;
+    IDispatch* proxy = nullptr;
+
+    IDispatch* hand(IDispatch** out, ComPtr<IDispatch> made)
+    {
+        location = out;
+        proxy = made.detach();
+        return proxy;
+    }
+    void takeBack()
+    {
+        if (!proxy) return;
+        if (*location == proxy) *location = nullptr;
+        ComPtr<IDispatch>::attach(proxy).reset();
+        proxy = nullptr;
+    }
+};
+
 // Step of a method whose foreign call returns an interface: the call fills a local (slot()), and
 // after a success a non-null result reaches the caller as a proxy made by `make`, the foreign
 // reference going with the local; a null result gives null. The out-argument is logged as the
@@ -48,6 +79,7 @@ struct WrapResult {
     Make make;
     bool nullOnFailure = true;
     ComPtr<IDispatch> local{};
+    HandedOut handed{};
 
     IDispatch** slot() { return local.put(); }
     void afterForward(ProxyCall& c)
@@ -60,10 +92,11 @@ struct WrapResult {
             if (nullOnFailure) *out = nullptr;
             return;
         }
-        *out = local ? make(local.get()).detach() : nullptr;
+        *out = local ? handed.hand(out, make(local.get())) : nullptr;
         local.reset();
     }
     void after(ProxyCall& c) const { c.log->argInterface(name, 0, *out); }
+    void onFault(ProxyCall&) { handed.takeBack(); }
 };
 
 template <class Make>

@@ -17,6 +17,15 @@
 //
 // before() and after() are log steps: they run only when the call is logged. The other hooks
 // always run and test the log themselves where it matters.
+//
+// Everything a logged call does with what a component handed over - reading in-arguments for the
+// log, forwarding, reading out-arguments, wrapping, asking objects for their names - runs under the
+// barrier, the forward under a barrier of its own inside. A fault anywhere ends as the barrier's
+// error record in this call's func and E_UNEXPECTED, and leaves nothing behind: the log is put
+// back where the record opened (CallLog::recover), objects registered with UndoOnFault are
+// undone, and each step may take back what it handed to the caller (step.onFault()). Steps keep
+// what they make for the call in their own members, which live in the method's frame and so are
+// cleaned up by their destructors whatever happened below.
 #include "proxy/barrier.h"
 #include "proxy/cape_open_base.h"
 
@@ -47,12 +56,14 @@ template <class S> concept HasPrepare = requires(S& s, ProxyCall& c) { s.prepare
 template <class S> concept HasAfterForward = requires(S& s, ProxyCall& c) { s.afterForward(c); };
 template <class S> concept HasAfter = requires(S& s, ProxyCall& c) { s.after(c); };
 template <class S> concept HasFinish = requires(S& s, ProxyCall& c) { s.finish(c); };
+template <class S> concept HasOnFault = requires(S& s, ProxyCall& c) { s.onFault(c); };
 
 template <class S> void before(S& s, ProxyCall& c) { if constexpr (HasBefore<S>) s.before(c); }
 template <class S> void prepare(S& s, ProxyCall& c) { if constexpr (HasPrepare<S>) s.prepare(c); }
 template <class S> void afterForward(S& s, ProxyCall& c) { if constexpr (HasAfterForward<S>) s.afterForward(c); }
 template <class S> void after(S& s, ProxyCall& c) { if constexpr (HasAfter<S>) s.after(c); }
 template <class S> void finish(S& s, ProxyCall& c) { if constexpr (HasFinish<S>) s.finish(c); }
+template <class S> void onFault(S& s, ProxyCall& c) { if constexpr (HasOnFault<S>) s.onFault(c); }
 template <class S> bool instead(S& s, ProxyCall& c)
 {
     if constexpr (HasInstead<S>) {
@@ -67,40 +78,90 @@ HRESULT barrierCaught(CallLog* log, const BarrierFault& fault);
 HRESULT refuseNotCreated(CallLog* log);
 HRESULT refuseNotExposed(CallLog* log, bool silently);
 
+// Step 5: the method's interface, cached or asked of the foreign object. False (with the record
+// closed and c.result set) when the call is refused.
+template <class Interface>
+bool obtainInterface(ProxyCall& c, ComPtr<Interface>& cached, bool silentWhenMissing)
+{
+    if (cached) return true;
+    if (!c.self.wrapped()) {
+        c.result = refuseNotCreated(c.log);
+        return false;
+    }
+    if (FAILED(c.self.wrapped()->QueryInterface(__uuidof(Interface), cached.putVoid()))) {
+        cached.reset();
+        c.result = refuseNotExposed(c.log, silentWhenMissing);
+        return false;
+    }
+    return true;
+}
+
+// Steps 6 and 7 and what follows the forward whatever its result. A fault of the foreign method
+// puts the log back where the record opened before the barrier's record is written.
+template <class Interface, class Forward, class... Steps>
+void forwardCall(ProxyCall& c, const CallLog::Mark* mark, ComPtr<Interface>& cached, Forward& forward,
+                 Steps&... steps)
+{
+    (detail::prepare(steps, c), ...);
+    Interface* target = cached.get();
+    BarrierFault fault;
+    c.result = guardedCall([&]() -> HRESULT { return forward(target); }, fault);
+    if (fault) {
+        if (mark) c.log->recover(*mark);
+        c.result = barrierCaught(c.log, fault);
+    }
+    (detail::afterForward(steps, c), ...);
+}
+
 } // namespace detail
 
-// Each instance serves one proxied method, so it is inlined into it: a proxied call costs one
-// frame of its own besides the barrier's.
+// Each instance serves one proxied method, so it is inlined into it.
 template <LogMode Mode, class Interface, class Forward, class... Steps>
 [[gnu::always_inline]] inline HRESULT proxyCall(CapeOpenBase& self, const char* method, ComPtr<Interface>& cached,
                                                 Forward&& forward, Steps&&... steps)
 {
+    constexpr bool silent = (std::is_same_v<std::decay_t<Steps>, SilentWhenMissing> || ...);
     CallLog* log = self.log();
-    const bool logged = Mode == LogMode::Assumed || log != nullptr;
-    ProxyCall call{self, logged ? log : nullptr};
-
-    if (logged) log->beginFunc(self.isInput(), method, self.name().c_str());
-    if (logged) (detail::before(steps, call), ...);
-
-    bool answered = (detail::instead(steps, call) || ...);
-    if (!answered) {
-        if (!cached) {
-            if (!self.wrapped()) return detail::refuseNotCreated(log);
-            if (FAILED(self.wrapped()->QueryInterface(__uuidof(Interface), cached.putVoid()))) {
-                cached.reset();
-                constexpr bool silent = (std::is_same_v<std::decay_t<Steps>, SilentWhenMissing> || ...);
-                return detail::refuseNotExposed(log, silent);
-            }
+    if (Mode == LogMode::Checked && !log) {
+        // Without a log only the forward touches what the component hands over.
+        ProxyCall call{self, nullptr};
+        if (!(detail::instead(steps, call) || ...)) {
+            if (!detail::obtainInterface(call, cached, silent)) return call.result;
+            detail::forwardCall(call, nullptr, cached, forward, steps...);
         }
-        (detail::prepare(steps, call), ...);
-        Interface* target = cached.get();
-        BarrierFault fault;
-        call.result = guardedCall([&]() -> HRESULT { return forward(target); }, fault);
-        if (fault) call.result = detail::barrierCaught(log, fault);
-        (detail::afterForward(steps, call), ...);
+        (detail::finish(steps, call), ...);
+        return call.result;
     }
-    if (logged && SUCCEEDED(call.result)) (detail::after(steps, call), ...);
-    if (logged) log->endFunc(call.result, cached.get());
+
+    ProxyCall call{self, log};
+    log->beginFunc(self.isInput(), method, self.name().c_str());
+    const CallLog::Mark mark = log->mark();
+    bool refused = false;
+    bool closed = false;
+    BarrierFault fault;
+    guardedCall([&]() -> HRESULT {
+        (detail::before(steps, call), ...);
+        if (!(detail::instead(steps, call) || ...)) {
+            if (!detail::obtainInterface(call, cached, silent)) {
+                refused = closed = true;
+                return S_OK;
+            }
+            detail::forwardCall(call, &mark, cached, forward, steps...);
+        }
+        if (SUCCEEDED(call.result)) (detail::after(steps, call), ...);
+        log->endFunc(call.result, cached.get());
+        closed = true;
+        return S_OK;
+    }, fault);
+    if (fault) {
+        // Both touch what the component handed over (its arrays, its objects' Release).
+        BarrierFault ignored;
+        guardedCall([&]() -> HRESULT { log->recover(mark); return S_OK; }, ignored);
+        guardedCall([&]() -> HRESULT { (detail::onFault(steps, call), ...); return S_OK; }, ignored);
+        call.result = detail::barrierCaught(log, fault);
+        if (!closed) log->endFunc(call.result, cached.get());
+    }
+    if (refused) return call.result;
     (detail::finish(steps, call), ...);
     return call.result;
 }

@@ -57,7 +57,7 @@ struct HoldOriginalSource {
     ComPtr<IUnknown> original;
     void prepare(ProxyCall&)
     {
-        if (!*source) return;
+        if (!source || !*source) return;
         ComPtr<IOriginalObject64> proxy;
         if (SUCCEEDED((*source)->QueryInterface(IID_IOriginalObject64, proxy.putVoid())))
             proxy->GetOriginalObject(original.put());
@@ -192,7 +192,7 @@ HRESULT CMaterialObject::CopyFromMaterial(IDispatch** source)
 {
     HoldOriginalSource hold{source, {}};
     return call("ICapeThermoMaterial::CopyFromMaterial", thermoMaterial_,
-        [&](ICapeThermoMaterial* i) { return i->CopyFromMaterial(source); }, InInterface{"source", *source},
+        [&](ICapeThermoMaterial* i) { return i->CopyFromMaterial(source); }, InInterface{"source", source ? *source : nullptr},
         ReadOnlyCheck{}, Version11{materialVersion}, hold);
 }
 

@@ -2,6 +2,8 @@
 
 #include "thermo/material_template.h"
 
+#include <utility>
+
 namespace tarv {
 namespace {
 
@@ -12,13 +14,25 @@ using namespace expect;
 // over the context's read-only flag.
 struct WrapTemplate {
     IDispatch** out;
-    void afterForward(ProxyCall& c) const
+    IDispatch* foreign = nullptr;   // the caller's reference to the foreign template, until replaced
+    HandedOut handed{};
+
+    void afterForward(ProxyCall& c)
     {
         if (FAILED(c.result) || !*out) return;
-        ComPtr<IDispatch> foreign = ComPtr<IDispatch>::attach(*out);
-        *out = createMaterialTemplateProxy(foreign.get(), c.log, c.self.owner(), c.self.readOnly()).detach();
+        foreign = *out;
+        *out = handed.hand(out, createMaterialTemplateProxy(foreign, c.log, c.self.owner(), c.self.readOnly()));
+        std::exchange(foreign, nullptr)->Release();
     }
     void after(ProxyCall& c) const { c.log->argInterface("MaterialTemplate", 0, *out); }
+    // A fault leaves the caller nothing: neither the proxy nor the foreign template it replaced.
+    void onFault(ProxyCall&)
+    {
+        handed.takeBack();
+        if (!foreign) return;
+        if (*out == foreign) *out = nullptr;
+        std::exchange(foreign, nullptr)->Release();
+    }
 };
 
 } // namespace
