@@ -1,5 +1,5 @@
 #pragma once
-// A window as the user sees it, frame and menu included, saved as a PNG file: copied from the
+// A window as the user sees it, frame and menu included, saved as a 24-bit BMP file: copied from the
 // window's device context, which works under Wine's null graphics driver too.
 #include <windows.h>
 
