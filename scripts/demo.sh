@@ -8,7 +8,8 @@
 #   4. the sample simulator lists the packages through TARV64.PropertyPackageManager64, gets the
 #      package out of process, initialises it, hands it its own material, runs a TP flash and
 #      property calculations (which call back into the material), terminates and releases it,
-#   5. the log that TARV64 wrote is found and summarised.
+#   5. the log that TARV64 wrote is found and summarised, and the command that opens it in TARV64's
+#      log viewer is named.
 set -euo pipefail
 BUILD=$1
 OUT=$BUILD/demo
@@ -78,3 +79,5 @@ if [ "$errors" -gt 0 ] || [ "$warnings" -gt 0 ]; then
   grep -E '<(error|warning) ' "$OUT/log.txt" | sed 's/^ */  /' | sort | uniq -c
 fi
 tail -n 1 "$OUT/log.txt" | grep -q '</tarvlogdocument>' && echo "the log is complete (closed at the package's final release)"
+echo
+echo "to open it in TARV64's log viewer: bash scripts/run.sh view $OUT/demo-log.tlg"
