@@ -39,4 +39,11 @@ std::string Bstr::narrow() const
     return toNarrow(b_);
 }
 
+std::string guidText(REFGUID id)
+{
+    wchar_t text[64];
+    if (StringFromGUID2(id, text, 64) <= 0) return "<unknown>";
+    return toNarrow(text);
+}
+
 } // namespace tarv

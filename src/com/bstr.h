@@ -43,5 +43,7 @@ std::string toNarrow(const wchar_t* s);
 std::string toNarrow(std::wstring_view s);
 // Narrow text in the thread's ANSI code page to wide.
 std::wstring toWide(std::string_view s);
+// A class or interface id in registry form with braces, or "<unknown>" if it cannot be formatted.
+std::string guidText(REFGUID id);
 
 } // namespace tarv
