@@ -3,11 +3,14 @@
 // -Embedding, shows nothing and serves objects.
 #include "host/server.h"
 #include "host/module.h"
+#include "host/package_manager_dlg.h"
 #include "log/log_file.h"
 #include "packages/package_store.h"
 #include "viewer/view_log_dlg.h"
 
 #include <windows.h>
+
+#include <memory>
 
 namespace {
 
@@ -38,6 +41,7 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR commandLine, int)
     installLogClosePrompt();
 
     StartDecision start = decideStart(commandLine ? commandLine : "");
+    std::unique_ptr<CPackageManagerDlg> manager;
     switch (start.kind) {
     case StartDecision::Kind::Registration:
         readRegistrationScope();
@@ -50,14 +54,14 @@ int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR commandLine, int)
         break;
     case StartDecision::Kind::ManagerWindow:
         loadPackages();
-        MessageBoxA(nullptr,
-                    "TARV64 serves the exported packages to simulators when COM starts it.\r\n"
-                    "The package manager window is not part of this build.",
-                    "TARV64", MB_ICONINFORMATION);
-        shutdownModule();
-        return 0;
+        manager = std::make_unique<CPackageManagerDlg>();
+        CTARVModule::instance().managerWindow = manager.get();
+        if (HWND window = manager->create()) ShowWindow(window, SW_SHOWNORMAL);
+        break;
     }
     int result = moduleReady ? runModule(GetCommandLineA()) : -1;
+    CTARVModule::instance().managerWindow = nullptr;
+    manager.reset();
     shutdownModule();
     return result;
 }

@@ -6,7 +6,12 @@
 #include <windows.h>
 #include <commctrl.h>
 
+#include <string>
+#include <vector>
+
 namespace tarv {
+
+class CPackageManagerDlg;
 
 // The thread that turns the last lock's release into the main thread's quit. unlock() may signal
 // it from any thread at any time, so its event lives until the monitor has been stopped and
@@ -50,6 +55,11 @@ public:
     DWORD pauseMs = 1000;
     // The persistent options as last read from the registry.
     ServerOptions options;
+    // The manager window of a start without arguments; null otherwise. Owned by the entry.
+    CPackageManagerDlg* managerWindow = nullptr;
+    // The installed unit operations of the options menu, found at its first opening.
+    std::vector<std::string> unitOperationNames;
+    std::vector<CLSID> unitOperationClasses;
 };
 
 // The 16x16 images of the server's windows, made once at the start of the process from bitmap 202
