@@ -1,8 +1,10 @@
 #include "packages/package_managers.h"
 
 #include "com/bstr.h"
+#include "host/add_package_dlg.h"
 #include "host/module.h"
 
+#include <algorithm>
 #include <new>
 
 namespace tarv {
@@ -60,6 +62,8 @@ HRESULT STDMETHODCALLTYPE PackageManagerBase<Manager>::Inner::QueryInterface(REF
     else if (iid == IID_ECapeUnknown) p = static_cast<DualImpl<ECapeUnknown>*>(self);
     else if (iid == IID_ECapeUser) p = static_cast<DualImpl<ECapeUser>*>(self);
     else if (iid == IID_ICapeIdentification) p = static_cast<DualImpl<ICapeIdentification>*>(self);
+    else if (iid == IID_ICapeThermoNewPropertyPackage)
+        p = static_cast<DualImpl<ICapeThermoNewPropertyPackage, TypeLib::Tarv>*>(self);
     *out = p;
     if (!p) return E_NOINTERFACE;
     p->AddRef();
@@ -126,6 +130,32 @@ HRESULT PackageManagerBase<Manager>::put_ComponentDescription(BSTR desc)
 {
     if (!desc) return E_POINTER;
     componentDescription_.assign(desc, SysStringLen(desc));
+    return S_OK;
+}
+
+template <class Manager>
+HRESULT PackageManagerBase<Manager>::NewPropertyPackage(IDispatch** package)
+{
+    if (!package) return E_POINTER;
+    *package = nullptr;
+    CAddPackageDlg dialog;
+    dialog.title = family_.newPackageTitle;
+    dialog.hideProperty11 = family_.containerKind != PropertyPackageManager11;
+    dialog.hideProperty10 = family_.containerKind != ThermoSystem10;
+    dialog.hideReaction = family_.containerKind != ReactionPackageManager10;
+    if (dialog.showModal(GetActiveWindow()) != IDOK) return S_OK;
+    const ExportedPackage record = dialog.result;
+    if (family_.reloadsBeforeAdding) loadPackages();
+    ExportedPackageList& list = exportedPackages();
+    // Unlike the manager window, names that differ in case only are different packages here.
+    const bool exported = std::any_of(list.begin(), list.end(),
+                                      [&](const auto& p) { return p->displayName == record.displayName; });
+    if (!exported) {
+        list.push_back(std::make_unique<ExportedPackage>(record));
+        savePackages();
+    }
+    // The dialog's record, not the list's: its logging box decides for this object.
+    resolvePackage(errors_, family_, record, package);
     return S_OK;
 }
 

@@ -6,6 +6,7 @@
 #include "com/com_ptr.h"
 #include "com/dispatch.h"
 #include "packages/resolution.h"
+#include "tarvlib.h"
 
 namespace tarv {
 
@@ -14,7 +15,8 @@ class PackageManagerBase : public DualImpl<ECapeRoot>,
                            public DualImpl<ECapeUnknown>,
                            public DualImpl<ECapeUser>,
                            public DualImpl<ICapeIdentification>,
-                           public DualImpl<Manager> {
+                           public DualImpl<Manager>,
+                           public DualImpl<ICapeThermoNewPropertyPackage, TypeLib::Tarv> {
 public:
     // IUnknown of every interface goes to the controlling unknown (the object itself, or its
     // aggregator).
@@ -36,6 +38,11 @@ public:
     HRESULT STDMETHODCALLTYPE put_ComponentName(BSTR name) override;
     HRESULT STDMETHODCALLTYPE get_ComponentDescription(BSTR* desc) override;
     HRESULT STDMETHODCALLTYPE put_ComponentDescription(BSTR desc) override;
+
+    // ICapeThermoNewPropertyPackage: the add-package dialog, limited to this object's generation;
+    // the chosen package is exported (unless its name is there already) and resolved with the
+    // dialog's logging choice. Always succeeds; a null package on cancel or failure.
+    HRESULT STDMETHODCALLTYPE NewPropertyPackage(IDispatch** package) override;
 
 protected:
     PackageManagerBase(IUnknown* outer, const PackageFamily& family, const wchar_t* name, const wchar_t* description);

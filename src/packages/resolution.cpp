@@ -60,7 +60,7 @@ const PackageFamily propertyPackage10Family{
     "Failed to create stand-alone property package: ", "NULL pointer is returned for property package",
     L"ResolvePropertyPackage", L"ICapeThermoSystem", "CAPE-OPEN version 1.0 Physical Property Package",
     L"\r\nRemove from list of exported property packages?", false, &resolveInThermoSystem,
-    &exposeAs<CPropertyPackage10>};
+    &exposeAs<CPropertyPackage10>, "TARV version 1.0 Property Package:", false};
 
 const PackageFamily propertyPackage11Family{
     PropertyPackageManager11, PropertyPackage11, &IID_ICapeThermoPropertyPackageManager,
@@ -68,14 +68,15 @@ const PackageFamily propertyPackage11Family{
     "Failed to create stand-alone property package: ", "NULL pointer is returned for property package",
     L"GetPropertyPackage", L"ICapeThermoPropertyPackageManager", "CAPE-OPEN version 1.1 Physical Property Package",
     L"\r\nRemove from list of exported property packages?", true, &resolveInPackageManager,
-    &exposeAs<CPropertyPackage11>};
+    &exposeAs<CPropertyPackage11>, "TARV version 1.1 Property Package:", true};
 
 const PackageFamily reactionPackage10Family{
     ReactionPackageManager10, ReactionPackage10, &IID_ICapeReactionsPackageManager,
     "Failed to create reaction package manager: ", "reaction package manager failed to initialize: ",
     "Failed to create stand-alone reacion package: ", "NULL pointer is returned for reaction package",
     L"ResolveReactionsPackage", L"ICapeReactionsPackageManager", "CAPE-OPEN version 1.0 Reaction Package",
-    L"\r\nRemove from list of exported packages?", false, &resolveInReactionManager, nullptr};
+    L"\r\nRemove from list of exported packages?", false, &resolveInReactionManager, nullptr,
+    "TARV version 1.0 Reaction Package:", false};
 
 HRESULT resolvePackage(ResolutionErrors& errors, const PackageFamily& family, const ExportedPackage& record,
                        IDispatch** out)

@@ -33,6 +33,8 @@ struct PackageFamily {
     // Makes the family's exposed proxy over the real package (the real reference passes to it).
     // Null while the family has no proxy class.
     ComPtr<IDispatch> (*expose)(IDispatch* real, CallLog* log, const char* logName);
+    const char* newPackageTitle;             // title of the new-package method's dialog
+    bool reloadsBeforeAdding;                // the new-package method reloads the list before adding
 };
 
 extern const PackageFamily propertyPackage10Family;
