@@ -8,6 +8,9 @@
 #                          build + open LOG in TARV64's log viewer: on the display in $DISPLAY when
 #                          there is one; otherwise under Xvfb, writing a screenshot PNG of the viewer
 #                          and printing its path
+#   scripts/run.sh manager build + open TARV64's manager window in a prepared prefix (the sample
+#                          components and TARV64 registered, four packages exported), on the display
+#                          or under Xvfb with a screenshot, as for view
 #
 # Environment:
 #   TARV64_CACHE   cache of cross-built dependencies (default ~/.cache/tarv64)
@@ -224,21 +227,16 @@ view_stop() {
   [ -n "${XVFB_PID:-}" ] && kill "$XVFB_PID" 2>/dev/null || true
 }
 
-run_view() {
-  [ $# -eq 1 ] || { echo "usage: $0 view LOG" >&2; exit 2; }
-  [ -f "$1" ] || { echo "no such file: $1" >&2; exit 2; }
-  local file; file=$(realpath "$1")
-  build
-  view_prefix
-  local out=$BUILD/view
-  mkdir -p "$out"
-  local path="Z:$(printf '%s' "$file" | tr / '\\')"
-  local title="Log file ${path##*\\}:"
-  local server=$BUILD/src/host/TARV64.exe
+# Runs a Windows program that opens a window titled TITLE: on the display in $DISPLAY when there is
+# one, until the program ends; otherwise under Xvfb, writing a screenshot of that window to PNG and
+# printing its path. Wine's output goes to wine.txt beside the PNG.
+show_window() {
+  local title=$1 png=$2; shift 2
+  local out; out=$(dirname "$png")
   if [ -n "${DISPLAY:-}" ]; then
     wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d Y /f </dev/null >/dev/null 2>&1
-    log "showing $file on display $DISPLAY (close the window to end)"
-    wine "$server" "$path" </dev/null >"$out/wine.txt" 2>&1
+    log "showing \"$title\" on display $DISPLAY (close the window to end)"
+    wine "$@" </dev/null >"$out/wine.txt" 2>&1
     return
   fi
 
@@ -250,14 +248,13 @@ run_view() {
   for _ in $(seq 1 100); do [ -s "$out/display" ] && break; sleep 0.1; done
   export DISPLAY=:$(head -n 1 "$out/display")
   wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f </dev/null >/dev/null 2>&1
-  log "opening $file under Xvfb on $DISPLAY"
-  wine "$server" "$path" </dev/null >"$out/wine.txt" 2>&1 &
+  log "opening \"$title\" under Xvfb on $DISPLAY"
+  wine "$@" </dev/null >"$out/wine.txt" 2>&1 &
   local shown=
   for _ in $(seq 1 600); do
     if xwininfo -name "$title" 2>/dev/null | grep -q IsViewable; then shown=1; break; fi
     sleep 0.2
   done
-  local png; png=$out/$(basename "$file").png
   sleep 1   # let it paint
   if [ -n "$shown" ]; then
     import -window "$title" "$png"
@@ -268,11 +265,55 @@ run_view() {
   echo "screenshot: $png"
 }
 
+winpath() { printf 'Z:%s' "$(realpath "$1" | tr / '\\')"; }
+
+run_view() {
+  [ $# -eq 1 ] || { echo "usage: $0 view LOG" >&2; exit 2; }
+  [ -f "$1" ] || { echo "no such file: $1" >&2; exit 2; }
+  local file; file=$(realpath "$1")
+  build
+  view_prefix
+  local out=$BUILD/view
+  mkdir -p "$out"
+  local path; path=$(winpath "$file")
+  show_window "Log file ${path##*\\}:" "$out/$(basename "$file").png" "$BUILD/src/host/TARV64.exe" "$path"
+}
+
+# --- the manager window ---------------------------------------------------------------------------
+# The viewer's prefix, with the sample components and TARV64 registered and a few packages of
+# different kinds exported, as a user would have them after a few visits to the window.
+run_manager() {
+  build
+  view_prefix
+  local out=$BUILD/manager
+  mkdir -p "$out"
+  log "registering the sample components and TARV64"
+  wine "$BUILD/tests/support/tarv_testreg.exe" --typelib "$(winpath "$BUILD/idl/capeopen.tlb")" \
+    --server "$(winpath "$BUILD/tests/kit/tarvkit.dll")" </dev/null >"$out/register.txt" 2>&1 ||
+    { cat "$out/register.txt"; exit 1; }
+  wine "$BUILD/src/host/TARV64.exe" /RegServer </dev/null >"$out/regserver.txt" 2>&1 ||
+    { echo "TARV64 /RegServer failed" >&2; exit 1; }
+  log "exporting four sample packages"
+  local records=(
+    '{808B7DF7-562A-4C2D-A3F5-BECF58BAC59F}\00\0Ideal Alkanes\0TARVKit Package Manager/Ideal Alkanes\0true'
+    '{841DF50A-28EB-4538-9194-0B2D4EE3F400}\02\0Ideal Aromatics\0TARVKit Thermo System/Ideal Aromatics\0false'
+    '{E2785283-7782-4DEA-B42C-FDD927B10286}\01\0TARVKit Ideal Package\0TARVKit Ideal Package\0true'
+    '{DF4A99ED-9950-4A90-BD93-0B3C89C68695}\03\0TARVKit Package 1.0\0TARVKit Package 1.0\0false')
+  local key='HKCU\Software\TARV' i=0
+  wine reg add "$key" /v NumPackages64 /t REG_DWORD /d ${#records[@]} /f </dev/null >/dev/null 2>&1
+  for r in "${records[@]}"; do
+    i=$((i + 1))
+    wine reg add "$key" /v "Package64_$i" /t REG_MULTI_SZ /d "$r" /f </dev/null >/dev/null 2>&1
+  done
+  show_window "TARV Packages:" "$out/manager.png" "$BUILD/src/host/TARV64.exe"
+}
+
 case "${1:-}" in
   setup) setup ;;
   build) build ;;
   test)  shift; run_tests "$@" ;;
   demo)  run_demo ;;
   view)  shift; run_view "$@" ;;
-  *) echo "usage: $0 setup|build|test|demo|view LOG" >&2; exit 2 ;;
+  manager) run_manager ;;
+  *) echo "usage: $0 setup|build|test|demo|view LOG|manager" >&2; exit 2 ;;
 esac
