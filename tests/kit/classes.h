@@ -62,6 +62,18 @@ inline constexpr wchar_t kManagerReturningNullProgId[] = L"TARVKit.ManagerReturn
 inline constexpr CLSID CLSID_PackageWithoutUtilities = {0x8121192B, 0x0D4F, 0x4EC6, {0xAD, 0xFF, 0xBF, 0x31, 0xD6, 0xE7, 0x25, 0xCE}};
 inline constexpr wchar_t kPackageWithoutUtilitiesProgId[] = L"TARVKit.PackageWithoutUtilities";
 
+// TARVKit.ManagerListingNothing: a manager whose GetPropertyPackageList answers VT_EMPTY.
+// {0051C92F-2686-40C4-90A9-DC42BC0A77D0}
+inline constexpr CLSID CLSID_ManagerListingNothing = {0x0051C92F, 0x2686, 0x40C4, {0x90, 0xA9, 0xDC, 0x42, 0xBC, 0x0A, 0x77, 0xD0}};
+inline constexpr wchar_t kManagerListingNothingProgId[] = L"TARVKit.ManagerListingNothing";
+
+// TARVKit.ManagerFailingList: a manager whose GetPropertyPackageList fails with ECapeComputation
+// (0x8004050B) and the description kFailingListText.
+// {B64138A5-CFCB-478A-96ED-43B968F4B3D2}
+inline constexpr CLSID CLSID_ManagerFailingList = {0xB64138A5, 0xCFCB, 0x478A, {0x96, 0xED, 0x43, 0xB9, 0x68, 0xF4, 0xB3, 0xD2}};
+inline constexpr wchar_t kManagerFailingListProgId[] = L"TARVKit.ManagerFailingList";
+inline constexpr wchar_t kFailingListText[] = L"The package catalogue is unreadable";
+
 // --- Liars, for the server's tests of faults while logging (dll/liars.cpp). -------------------
 
 // TARVKit.LiarPackage: a stand-alone 1.1 package "Liar". GetPhaseInfo(lie, ...) answers with the

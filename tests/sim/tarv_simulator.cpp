@@ -5,8 +5,10 @@
 //
 //   tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] [--package <name>]
 //                  [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <vapour fraction>]
-//                  [--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list]
+//                  [--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]
 //
+// --new (1.1) asks the manager for a new package (ICapeThermoNewPropertyPackage) instead of taking
+// one by name: the manager lets the user choose it, and a null answer ends the run with status 1.
 // --flash PVF finds the temperature at which the feed at --P has vapour fraction --vf (0: bubble
 // point, 1: dew point), TVF the pressure at --T; both are CAPE-OPEN 1.1 calculations here.
 // By default the manager is activated out of process (CLSCTX_LOCAL_SERVER), as a simulator
@@ -19,6 +21,7 @@
 #include "sim/material.h"
 
 #include "capeopen.h"
+#include "tarvlib.h"
 
 #include <windows.h>
 #include <ole2.h>
@@ -50,6 +53,7 @@ struct Options {
     double flow = 1.0;                  // mol/s
     bool inproc = false;
     bool listOnly = false;
+    bool newPackage = false;
 };
 
 // A failed step: what was called, its status and the failing object's ECapeUser description.
@@ -160,6 +164,7 @@ Options parse(int argc, wchar_t** argv)
         }
         else if (opt == L"--inproc") o.inproc = true;
         else if (opt == L"--list") o.listOnly = true;
+        else if (opt == L"--new") o.newPackage = true;
         else throw UsageError{"unknown option " + narrow(opt)};
     }
     if (o.generation != L"1.1" && o.generation != L"1.0") throw UsageError{"--generation must be 1.1 or 1.0"};
@@ -391,17 +396,26 @@ void run11(const Options& o)
 
     Variant names;
     check(manager->GetPropertyPackageList(names.ptr()), manager.get(), "GetPropertyPackageList");
-    s.packages = packageList(names, "GetPropertyPackageList");
+    // A new package may be asked of a manager that has none yet.
+    if (!o.newPackage || names.vt() != VT_EMPTY) s.packages = packageList(names, "GetPropertyPackageList");
     if (o.listOnly) {
         for (const std::wstring& n : s.packages) std::printf("%s\n", narrow(n).c_str());
         if (managerUtilities) managerUtilities->Terminate();
         return;
     }
-    s.packageName = o.package.empty() ? s.packages.front() : o.package;
-
     ComPtr<IDispatch> package;
-    check(manager->GetPropertyPackage(Bstr(s.packageName).get(), package.put()), manager.get(),
-          "GetPropertyPackage(\"" + narrow(s.packageName) + "\")");
+    if (o.newPackage) {
+        ComPtr<ICapeThermoNewPropertyPackage> creator;
+        manager->QueryInterface(IID_ICapeThermoNewPropertyPackage, creator.putVoid());
+        if (!creator) throw Failure{"querying the manager for ICapeThermoNewPropertyPackage", E_NOINTERFACE, {}};
+        check(creator->NewPropertyPackage(package.put()), manager.get(), "NewPropertyPackage");
+        if (!package) throw Failure{"NewPropertyPackage", S_OK, L"no package was chosen"};
+        s.packageName = identification(package.get(), false);
+    } else {
+        s.packageName = o.package.empty() ? s.packages.front() : o.package;
+        check(manager->GetPropertyPackage(Bstr(s.packageName).get(), package.put()), manager.get(),
+              "GetPropertyPackage(\"" + narrow(s.packageName) + "\")");
+    }
     if (!package)
         throw Failure{"GetPropertyPackage(\"" + narrow(s.packageName) + "\")", S_OK,
                       L"success, but no package was returned"};
@@ -576,7 +590,7 @@ int main()
         std::fprintf(stderr, "tarv_simulator: %s\n", e.text.c_str());
         std::fprintf(stderr, "usage: tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] "
                              "[--package <name>] [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <fraction>] "
-                             "[--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list]\n");
+                             "[--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]\n");
         LocalFree(argv);
         return 2;
     }

@@ -4,9 +4,14 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 namespace viewertest {
 
 bool saveWindowPicture(HWND window, const std::string& path);
+
+// Several windows in one picture, each drawn at its place on the screen over the ones before it
+// (a window and the menu or dialog open above it); the picture spans them all.
+bool saveWindowsPicture(const std::vector<HWND>& windows, const std::string& path);
 
 } // namespace viewertest

@@ -61,6 +61,8 @@ const ContainerVariant kContainers[] = {
     {L"TARVKit Manager Without Utilities", {false, S_OK, L"", false}},
     {L"TARVKit Manager Returning Null", {true, S_OK, L"", true}},
     {L"TARVKit Thermo System", {}},
+    {L"TARVKit Manager Listing Nothing", {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Nothing}},
+    {L"TARVKit Manager Failing List", {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Fails}},
 };
 
 template <size_t N>
@@ -121,6 +123,14 @@ const std::vector<ClassRow>& classTable()
          L"Apartment", {component, package11}, &createPackage11<false>,
          {L"TARVKit Package Without Utilities", L"Ideal-mixture property package without ICapeUtilities", L"1.1",
           L"1.0", kVendor, kAbout}},
+        {CLSID_ManagerListingNothing, kManagerListingNothingProgId, L"TARVKit Manager Listing Nothing", L"Apartment",
+         {component, manager11}, &createManager<5>,
+         {L"TARVKit Manager Listing Nothing", L"Property package manager with no packages", L"1.1", L"1.0", kVendor,
+          kAbout}},
+        {CLSID_ManagerFailingList, kManagerFailingListProgId, L"TARVKit Manager Failing List", L"Apartment",
+         {component, manager11}, &createManager<6>,
+         {L"TARVKit Manager Failing List", L"Property package manager whose list fails", L"1.1", L"1.0", kVendor,
+          kAbout}},
         {CLSID_LiarPackage, kLiarPackageProgId, L"TARVKit Liar Package", L"Apartment", {component, package11},
          &createLiarPackage,
          {L"TARVKit Liar Package", L"Property package whose results and callbacks break the rules", L"1.1", L"1.0",

@@ -1,5 +1,6 @@
 #include "kit/ideal/managers.h"
 
+#include "kit/classes.h"
 #include "kit/ideal/configurations.h"
 #include "kit/ideal/package10.h"
 #include "kit/ideal/package11.h"
@@ -34,6 +35,14 @@ void resolve(const ContainerBehaviour& b, BSTR name, IDispatch** out, A... args)
     if (FAILED(hr)) raise(kCapeNoMemory, L"The property package could not be created");
 }
 
+// The list method's answer by the container's behaviour.
+void listAs(const ContainerBehaviour& b, VARIANT* names)
+{
+    if (b.listing == ContainerBehaviour::Listing::Fails) raise(kCapeComputation, kFailingListText);
+    if (b.listing == ContainerBehaviour::Listing::Configurations) setStrings(names, configurationNames());
+    else VariantClear(names);
+}
+
 void initializeAs(const ContainerBehaviour& b)
 {
     if (FAILED(b.initializeFailure)) raise(b.initializeFailure, b.initializeText);
@@ -56,7 +65,7 @@ void PackageManager11::initialize()
 HRESULT PackageManager11::GetPropertyPackageList(VARIANT* PackageNames)
 {
     return guard(L"ICapeThermoPropertyPackageManager", L"GetPropertyPackageList",
-                 [&] { setStrings(out(PackageNames), configurationNames()); });
+                 [&] { listAs(behaviour_, out(PackageNames)); });
 }
 
 HRESULT PackageManager11::GetPropertyPackage(BSTR PackageName, IDispatch** Package)
@@ -80,7 +89,7 @@ void ThermoSystem10::initialize()
 HRESULT ThermoSystem10::GetPropertyPackages(VARIANT* propPackageList)
 {
     return guard(L"ICapeThermoSystem", L"GetPropertyPackages",
-                 [&] { setStrings(out(propPackageList), configurationNames()); });
+                 [&] { listAs(behaviour_, out(propPackageList)); });
 }
 
 HRESULT ThermoSystem10::ResolvePropertyPackage(BSTR propertyPackage, IDispatch** propPackObject)

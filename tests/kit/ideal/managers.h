@@ -11,6 +11,8 @@ struct ContainerBehaviour {
     HRESULT initializeFailure = S_OK;     // Initialize fails with this status and text
     const wchar_t* initializeText = L"";
     bool nullPackage = false;             // resolving any name succeeds with a null package
+    enum class Listing { Configurations, Nothing, Fails } listing = Listing::Configurations;
+                                          // the list method: the names, VT_EMPTY, or a failure
 };
 
 class PackageManager11 final : public CapeComponent<ICapeThermoPropertyPackageManager> {

@@ -1,0 +1,139 @@
+// The new-package method called by the sample simulator out of process: the server's dialog is
+// answered in the server's process, through keys and clicks posted to its real controls.
+#include "host/export_fixture.h"
+#include "support/process.h"
+
+#include <windows.h>
+
+#include <cstdlib>
+#include <thread>
+
+namespace {
+
+using namespace testsupport;
+using tarv::PackageKind;
+
+constexpr CLSID kIdealPackage = {0xE2785283, 0x7782, 0x4DEA, {0xB4, 0x2C, 0xFD, 0xD9, 0x27, 0xB1, 0x02, 0x86}};
+constexpr int kTree = 204;
+constexpr int kLogging = 814;
+
+struct SimulatorRun {
+    DWORD exitCode = ~0u;
+    std::string err;
+};
+
+SimulatorRun simulateNew()
+{
+    wchar_t dir[MAX_PATH];
+    GetTempPathW(MAX_PATH, dir);
+    const std::wstring errPath = std::wstring(dir) + L"tarv_new_err.txt";
+    SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
+    HANDLE err = CreateFileW(errPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &sa, CREATE_ALWAYS, 0, nullptr);
+    std::wstring simulator = _wgetenv(L"TARV_SIMULATOR");
+    for (wchar_t& c : simulator)
+        if (c == L'/') c = L'\\';
+    SimulatorRun run;
+    run.exitCode = runProcess(L"\"" + simulator + L"\" --new", 60000, nullptr, err);
+    CloseHandle(err);
+    run.err = readLog(tarv::toNarrow(errPath));
+    return run;
+}
+
+// Waits for the server's dialog, picks the item whose label starts with `typed` by typing it into
+// the tree, sets the logging box, and presses OK; with nothing typed it presses Cancel. Whether
+// OK was enabled by the choice is kept.
+class DialogAnswer {
+public:
+    DialogAnswer(std::string typed, bool logging)
+        : thread_([this, typed = std::move(typed), logging] {
+              HWND dialog = nullptr;
+              for (int i = 0; i < 3000 && !dialog; ++i, Sleep(10))
+                  dialog = FindWindowA("#32770", "TARV version 1.1 Property Package:");
+              if (!dialog) return;
+              found = true;
+              Sleep(100);
+              if (typed.empty()) {
+                  PostMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
+                  return;
+              }
+              HWND tree = GetDlgItem(dialog, kTree);
+              for (char ch : typed) SendMessageA(tree, WM_CHAR, static_cast<unsigned char>(ch), 0);
+              okEnabled = IsWindowEnabled(GetDlgItem(dialog, IDOK));
+              if ((SendDlgItemMessageA(dialog, kLogging, BM_GETCHECK, 0, 0) == BST_CHECKED) != logging)
+                  SendDlgItemMessageA(dialog, kLogging, BM_CLICK, 0, 0);
+              PostMessageA(dialog, WM_COMMAND, okEnabled ? IDOK : IDCANCEL, 0);
+          })
+    {
+    }
+    ~DialogAnswer() { join(); }
+    void join()
+    {
+        if (thread_.joinable()) thread_.join();
+    }
+
+    bool found = false;
+    bool okEnabled = false;
+
+private:
+    std::thread thread_;
+};
+
+class NewPackageTest : public ExportTest {
+protected:
+    // Wine's marshaling finds a type library only under the locale-neutral key "0", whereas the
+    // server's library is registered under its own locale, 409: the prefix gets both.
+    static void SetUpTestSuite()
+    {
+        const std::string version = "Software\\Classes\\TypeLib\\{8032C600-BA13-484F-A25F-3DFB47FCA46D}\\1.0\\";
+        char path[MAX_PATH] = "";
+        LONG size = sizeof path;
+        ASSERT_EQ(RegQueryValueA(HKEY_LOCAL_MACHINE, (version + "409\\win64").c_str(), path, &size), ERROR_SUCCESS);
+        ASSERT_EQ(RegSetValueA(HKEY_LOCAL_MACHINE, (version + "0\\win64").c_str(), REG_SZ, path, 0), ERROR_SUCCESS);
+    }
+};
+
+} // namespace
+
+TEST_F(NewPackageTest, TheSimulatorGetsTheChosenPackageExportedAndLoggedAsTheDialogSays)
+{
+    struct Case {
+        const char* what;
+        const wchar_t* stored;    // a record there before, not logged; null: none
+        bool logging;             // the dialog's box
+        std::vector<std::wstring> after;
+        size_t logs;
+    } cases[] = {
+        {"new, not logged", nullptr, false, {L"TARVKit Ideal Package"}, 0},
+        {"same name: not added again, logged by the box", L"TARVKit Ideal Package", true, {L"TARVKit Ideal Package"}, 1},
+        {"names differing in case are different", L"tarvkit ideal package", false,
+         {L"tarvkit ideal package", L"TARVKit Ideal Package"}, 0},
+    };
+    for (const Case& c : cases) {
+        SetUp();
+        if (c.stored) addRecord(kIdealPackage, tarv::PropertyPackage11, c.stored, c.stored, false);
+        DialogAnswer answer("TARVKit Ideal", c.logging);
+        SimulatorRun run = simulateNew();
+        answer.join();
+        EXPECT_TRUE(answer.found) << c.what;
+        EXPECT_TRUE(answer.okEnabled) << c.what;
+        EXPECT_EQ(run.exitCode, 0u) << c.what << "\n" << run.err;
+        ASSERT_TRUE(waitForServerExit()) << c.what;
+        tarv::loadPackages();
+        EXPECT_EQ(storedNames(), c.after) << c.what;
+        EXPECT_EQ(logFiles().size(), c.logs) << c.what;
+        TearDown();
+    }
+}
+
+TEST_F(NewPackageTest, CancelGivesTheSimulatorSuccessAndNoPackage)
+{
+    DialogAnswer answer("", false);
+    SimulatorRun run = simulateNew();
+    answer.join();
+    EXPECT_TRUE(answer.found);
+    EXPECT_EQ(run.exitCode, 1u);
+    EXPECT_NE(run.err.find("NewPropertyPackage failed\n  no package was chosen"), std::string::npos) << run.err;
+    ASSERT_TRUE(waitForServerExit());
+    tarv::loadPackages();
+    EXPECT_TRUE(storedNames().empty());
+}
