@@ -305,6 +305,9 @@ run_manager() {
     i=$((i + 1))
     wine reg add "$key" /v "Package64_$i" /t REG_MULTI_SZ /d "$r" /f </dev/null >/dev/null 2>&1
   done
+  # A wineserver holds on to the display it started with: the window needs a new one.
+  wineserver -k >/dev/null 2>&1 </dev/null || true
+  wineserver -w >/dev/null 2>&1 </dev/null || true
   show_window "TARV Packages:" "$out/manager.png" "$BUILD/src/host/TARV64.exe"
 }
 
