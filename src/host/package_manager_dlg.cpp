@@ -224,15 +224,14 @@ void CPackageManagerDlg::command(int id, int code)
         CAboutDlg().showModal(window_);
         return;
     case ID_OPTIONS_AUTO_LOCATION:
+    case ID_OPTIONS_PROMPT_OPEN_LOG: {
+        // Read before the flip: another process may have changed the option since.
         loadOptions(m.options);
-        m.options.autoLogLocation = !m.options.autoLogLocation;
+        int32_t& option = id == ID_OPTIONS_AUTO_LOCATION ? m.options.autoLogLocation : m.options.promptOpenLog;
+        option = !option;
         saveOptions(m.options);
         return;
-    case ID_OPTIONS_PROMPT_OPEN_LOG:
-        loadOptions(m.options);
-        m.options.promptOpenLog = !m.options.promptOpenLog;
-        saveOptions(m.options);
-        return;
+    }
     case ID_OPTIONS_ASK_USER:
         m.options.loggedUnitOperation = CLSID{};
         saveOptions(m.options);

@@ -449,7 +449,7 @@ namespace {
 // The add-package dialog's tree, read from another thread.
 struct Tree {
     HWND tree;
-    CAddPackageDlg& dialog;
+    CAddPackageDlg* dialog = nullptr;   // for the entries behind the top-level items
 
     HTREEITEM next(UINT relation, HTREEITEM item = nullptr) const
     {
@@ -472,7 +472,7 @@ struct Tree {
         for (HTREEITEM h = next(TVGN_ROOT); h; h = next(TVGN_NEXT, h)) {
             char text[256] = "";
             TVITEMA it = item(h, text);
-            out.push_back(std::string(text) + "|" + std::to_string(dialog.entries.at(static_cast<size_t>(it.lParam))->kind) +
+            out.push_back(std::string(text) + "|" + std::to_string(dialog->entries.at(static_cast<size_t>(it.lParam))->kind) +
                           "|" + std::to_string(it.iImage) + "|" + std::to_string(it.cChildren));
         }
         return out;
@@ -485,6 +485,13 @@ struct Tree {
             if (label == text) return h;
         }
         return nullptr;
+    }
+    // Selects the top-level item `label` and presses OK.
+    static void choose(HWND dialog, const std::string& label)
+    {
+        Tree tree{GetDlgItem(dialog, IDC_COMPONENT_TREE)};
+        SendMessageA(tree.tree, TVM_SELECTITEM, TVGN_CARET, reinterpret_cast<LPARAM>(tree.find(label)));
+        SendMessageA(dialog, WM_COMMAND, IDOK, 0);
     }
     std::vector<std::string> children(HTREEITEM parent) const
     {
@@ -542,7 +549,7 @@ TEST_F(ManagerTest, TheAddPackageDialogOffersTheRegisteredComponentsByCategory)
         std::vector<std::string> top;
         bool sorted = false, logging = false;
         withDialog("Export package:", [&](HWND d) {
-            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), dialog};
+            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), &dialog};
             top = tree.top();
             std::vector<std::string> labels;
             for (const std::string& t : top) labels.push_back(t.substr(0, t.find('|')));
@@ -585,7 +592,7 @@ TEST_F(ManagerTest, OpeningAContainerAsksItForItsPackagesAndTellsEachFailure)
         std::vector<std::string> children;
         std::vector<std::string> messages;
         withDialog("Export package:", [&](HWND d) {
-            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), dialog};
+            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), &dialog};
             HTREEITEM item = tree.find(c.label);
             if (!item) return;
             // Two openings: an item that got its packages is not asked again.
@@ -627,7 +634,7 @@ TEST_F(ManagerTest, OkTakesAPackageOfAContainerOrAStandAlonePropertyPackage)
         CAddPackageDlg dialog;
         bool enabled = false;
         const INT_PTR end = withDialog("Export package:", [&](HWND d) {
-            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), dialog};
+            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), &dialog};
             HTREEITEM item = tree.find(c.label);
             if (c.child) {
                 tree.open(item);
@@ -657,22 +664,7 @@ TEST_F(ManagerTest, AddingFromTheWindowRefusesANameAlreadyExportedIgnoringCase)
 {
     addRecord(kit::CLSID_Package10, PropertyPackage10, L"x", L"tarvkit PACKAGE 1.0", 0);
     open();
-    auto choose = [&](const char* label) {
-        return [label](HWND d) {
-            HWND tree = GetDlgItem(d, IDC_COMPONENT_TREE);
-            for (HTREEITEM h = TreeView_GetRoot(tree); h; h = TreeView_GetNextSibling(tree, h)) {
-                char text[256] = "";
-                TVITEMA it{};
-                it.mask = TVIF_TEXT;
-                it.hItem = h;
-                it.pszText = text;
-                it.cchTextMax = sizeof text;
-                SendMessageA(tree, TVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it));
-                if (std::string(text) == label) TreeView_SelectItem(tree, h);
-            }
-            SendMessageA(d, WM_COMMAND, IDOK, 0);
-        };
-    };
+    auto choose = [](const char* label) { return [label](HWND d) { Tree::choose(d, label); }; };
     withDialog("Export package:", choose("TARVKit Ideal Package"), [&] { return SendMessageA(window, WM_COMMAND, ID_PACKAGE_ADD, 0); });
     EXPECT_EQ(stored(), (std::vector<std::string>{"tarvkit PACKAGE 1.0|0", "TARVKit Ideal Package|1"}));
     EXPECT_EQ(rows().back(), "TARVKit Ideal Package|PP 1.1|2");
