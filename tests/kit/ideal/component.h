@@ -1,9 +1,9 @@
 #pragma once
 // The COM side of the kit's CAPE-OPEN components. ComObject gives reference counting and
 // QueryInterface over a list of dual interfaces (the first also answers IDispatch), with
-// interfaces that a variant of a class may hide. CapeComponent adds what every CAPE-OPEN
-// component of the kit has: ICapeIdentification, ICapeUtilities, and ECapeUser/ECapeRoot that
-// describe the last failure, which each method body reports through guard().
+// interfaces that a variant of a class may hide. CapeObject adds what every CAPE-OPEN object of
+// the kit has: ICapeIdentification, and ECapeUser/ECapeRoot that describe the last failure, which
+// each method body reports through guard(). CapeComponent adds ICapeUtilities.
 #include "com/com_ptr.h"
 #include "com/dispatch.h"
 #include "kit/ideal/cape_error.h"
@@ -73,7 +73,7 @@ struct LastError {
 };
 
 template <class Primary, class... Others>
-class CapeComponent : public ComObject<Primary, Others..., ICapeUtilities, ICapeIdentification, ECapeUser, ECapeRoot> {
+class CapeObject : public ComObject<Primary, Others..., ICapeIdentification, ECapeUser, ECapeRoot> {
 public:
     // --- ICapeIdentification ---------------------------------------------------------------
     HRESULT STDMETHODCALLTYPE get_ComponentName(BSTR* name) override
@@ -91,34 +91,6 @@ public:
     HRESULT STDMETHODCALLTYPE put_ComponentDescription(BSTR desc) override
     {
         return guard(L"ICapeIdentification", L"ComponentDescription", [&] { description_ = text(desc); });
-    }
-
-    // --- ICapeUtilities --------------------------------------------------------------------
-    HRESULT STDMETHODCALLTYPE get_parameters(IDispatch** parameters) override
-    {
-        return guard(L"ICapeUtilities", L"parameters", [&] {
-            *out(parameters) = nullptr;
-            raise(kCapeNoImpl, name_ + L" has no parameters");
-        });
-    }
-    HRESULT STDMETHODCALLTYPE put_simulationContext(IDispatch* context) override
-    {
-        return guard(L"ICapeUtilities", L"simulationContext", [&] { context_ = tarv::ComPtr<IDispatch>(context); });
-    }
-    HRESULT STDMETHODCALLTYPE Initialize() override
-    {
-        return guard(L"ICapeUtilities", L"Initialize", [&] { initialize(); });
-    }
-    HRESULT STDMETHODCALLTYPE Terminate() override
-    {
-        return guard(L"ICapeUtilities", L"Terminate", [&] {
-            terminate();
-            context_ = nullptr;
-        });
-    }
-    HRESULT STDMETHODCALLTYPE Edit() override
-    {
-        return guard(L"ICapeUtilities", L"Edit", [&] { raise(kCapeNoImpl, name_ + L" has nothing to edit"); });
     }
 
     // --- ECapeRoot, ECapeUser: the last failure --------------------------------------------
@@ -139,12 +111,9 @@ public:
     const LastError& lastError() const noexcept { return error_; }
 
 protected:
-    CapeComponent(std::wstring name, std::wstring description)
+    CapeObject(std::wstring name, std::wstring description)
         : name_(std::move(name)), description_(std::move(description))
     {}
-
-    virtual void initialize() {}
-    virtual void terminate() {}
 
     // Runs a method body: a CapeError becomes the method's status and the last error.
     template <class F>
@@ -170,6 +139,9 @@ protected:
         return p;
     }
 
+    std::wstring name_;
+    std::wstring description_;
+
 private:
     HRESULT fail(const wchar_t* interfaceName, const wchar_t* operation, HRESULT code, const std::wstring& text) noexcept
     {
@@ -188,10 +160,54 @@ private:
         return *out ? S_OK : E_OUTOFMEMORY;
     }
 
-    std::wstring name_;
-    std::wstring description_;
-    tarv::ComPtr<IDispatch> context_;
     LastError error_;
+};
+
+template <class Primary, class... Others>
+class CapeComponent : public CapeObject<Primary, Others..., ICapeUtilities> {
+    using Base = CapeObject<Primary, Others..., ICapeUtilities>;
+
+public:
+    // --- ICapeUtilities --------------------------------------------------------------------
+    HRESULT STDMETHODCALLTYPE get_parameters(IDispatch** parameters) override
+    {
+        return this->guard(L"ICapeUtilities", L"parameters", [&] {
+            *Base::out(parameters) = nullptr;
+            tarv::ComPtr<IDispatch> collection = parameterCollection();
+            if (!collection) raise(kCapeNoImpl, this->name_ + L" has no parameters");
+            *parameters = collection.detach();
+        });
+    }
+    HRESULT STDMETHODCALLTYPE put_simulationContext(IDispatch* context) override
+    {
+        return this->guard(L"ICapeUtilities", L"simulationContext", [&] { context_ = tarv::ComPtr<IDispatch>(context); });
+    }
+    HRESULT STDMETHODCALLTYPE Initialize() override
+    {
+        return this->guard(L"ICapeUtilities", L"Initialize", [&] { initialize(); });
+    }
+    HRESULT STDMETHODCALLTYPE Terminate() override
+    {
+        return this->guard(L"ICapeUtilities", L"Terminate", [&] {
+            terminate();
+            context_ = nullptr;
+        });
+    }
+    HRESULT STDMETHODCALLTYPE Edit() override
+    {
+        return this->guard(L"ICapeUtilities", L"Edit", [&] { raise(kCapeNoImpl, this->name_ + L" has nothing to edit"); });
+    }
+
+protected:
+    CapeComponent(std::wstring name, std::wstring description) : Base(std::move(name), std::move(description)) {}
+
+    virtual void initialize() {}
+    virtual void terminate() {}
+    // The component's parameters as a CAPE-OPEN collection; null for a component without any.
+    virtual tarv::ComPtr<IDispatch> parameterCollection() { return nullptr; }
+
+private:
+    tarv::ComPtr<IDispatch> context_;
 };
 
 // Creates an object of class C (whose reference count starts at zero) and queries it for iid.

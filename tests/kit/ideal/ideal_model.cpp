@@ -43,7 +43,8 @@ std::optional<Phase> phaseFromLabel(std::wstring_view label)
     return std::nullopt;
 }
 
-IdealModel::IdealModel(std::vector<const Compound*> compounds) : compounds_(std::move(compounds))
+IdealModel::IdealModel(std::vector<const Compound*> compounds)
+    : compounds_(std::move(compounds)), settings_(std::make_shared<const ModelSettings>())
 {
     for (const Compound* c : compounds_) {
         const double v20 = c->molecularWeight * 1e-3 / c->liquidDensity20C;
@@ -105,6 +106,9 @@ std::vector<double> IdealModel::normalized(const std::vector<double>& z, const w
         sum += v;
     }
     if (sum <= 0.0) raise(kCapeInvalidArgument, std::wstring(L"The ") + what + L" is all zero");
+    if (!settings_->normaliseCompositions && std::fabs(sum - 1.0) > 1e-6)
+        raise(kCapeInvalidArgument, std::wstring(L"The ") + what + L" sums to " + numberText(sum) +
+                                        L", not 1, and compositions are not normalised");
     std::vector<double> out(z);
     for (double& v : out) v /= sum;
     return out;
@@ -147,19 +151,20 @@ double IdealModel::idealGasEnthalpy(size_t i, double T) const
 {
     const double* c = compounds_[i]->cp;
     auto primitive = [c](double t) { return t * (c[0] + t * (c[1] / 2 + t * (c[2] / 3 + t * c[3] / 4))); };
-    return primitive(T) - primitive(kReferenceTemperature);
+    return primitive(T) - primitive(settings_->referenceTemperature);
 }
 
 double IdealModel::idealGasEntropy(size_t i, double T) const
 {
     const double* c = compounds_[i]->cp;
     auto primitive = [c](double t) { return c[0] * std::log(t) + t * (c[1] + t * (c[2] / 2 + t * c[3] / 3)); };
-    return primitive(T) - primitive(kReferenceTemperature);
+    return primitive(T) - primitive(settings_->referenceTemperature);
 }
 
 double IdealModel::liquidMolarVolume(size_t i, double T) const
 {
     const Compound& c = *compounds_[i];
+    if (settings_->liquidDensity == LiquidDensity::Constant) return c.molecularWeight * 1e-3 / c.liquidDensity20C;
     return kGasConstant * c.criticalTemperature / c.criticalPressure *
            std::pow(rackettZ_[i], rackettExponent(T, c.criticalTemperature));
 }
@@ -272,7 +277,7 @@ FlashResult IdealModel::flashTP(double T, double P, const std::vector<double>& f
     };
     double lo = 0.0, hi = 1.0, b = 0.5;
     bool converged = false;
-    for (int iter = 0; iter < 200; ++iter) {
+    for (int iter = 0; iter < settings_->flashIterations; ++iter) {
         double df;
         const double v = f(b, df);
         if (v > 0) lo = b; else hi = b;

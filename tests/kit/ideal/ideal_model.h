@@ -5,11 +5,13 @@
 // and K-values are one consistent model), and Rackett liquid volumes fitted to each compound's
 // density at 20 degC.
 //
-// Reference state: ideal gas at 298.15 K and 101325 Pa has zero enthalpy and entropy.
+// Reference state: ideal gas at 298.15 K (or the temperature the settings give) and 101325 Pa has
+// zero enthalpy and entropy.
 // Units are SI: K, Pa, J/mol, J/(mol K), m3/mol; molecular weights in g/mol.
 // Invalid input raises CapeError (cape_error.h).
 #include "kit/ideal/compounds.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -27,6 +29,19 @@ enum class Phase { Vapor, Liquid };
 const wchar_t* labelOf(Phase p);
 std::optional<Phase> phaseFromLabel(std::wstring_view label);   // case-insensitive
 
+enum class LiquidDensity {
+    Rackett,    // saturated liquid volume, Rackett's equation fitted to the density at 20 degC
+    Constant,   // the density at 20 degC at every temperature
+};
+
+// What the user of a package may set: the package's parameters write here.
+struct ModelSettings {
+    double referenceTemperature = kReferenceTemperature;   // K: ideal gas there has zero H and S
+    int flashIterations = 200;                             // of the Rachford-Rice solution of a TP flash
+    LiquidDensity liquidDensity = LiquidDensity::Rackett;
+    bool normaliseCompositions = true;                     // else a composition must sum to one
+};
+
 struct FlashResult {
     double temperature = 0.0;        // K
     double pressure = 0.0;           // Pa
@@ -42,6 +57,10 @@ public:
     explicit IdealModel(std::vector<const Compound*> compounds);
     // The model of these compound identifiers; an unknown one raises ECapeInvalidArgument.
     static IdealModel fromIds(const std::vector<std::wstring>& ids);
+
+    // The settings the model follows (defaults until set); shared with whoever changes them.
+    void useSettings(std::shared_ptr<const ModelSettings> settings) { settings_ = std::move(settings); }
+    const ModelSettings& settings() const noexcept { return *settings_; }
 
     size_t size() const noexcept { return compounds_.size(); }
     const Compound& compound(size_t i) const { return *compounds_[i]; }
@@ -87,7 +106,8 @@ public:
 
     // Validation shared by every entry: the temperature lies where every correlation is defined,
     // the pressure is positive, a composition has one non-negative entry per compound and a
-    // positive sum. normalized() returns the composition scaled to a sum of one.
+    // positive sum. normalized() returns the composition scaled to a sum of one; unless the
+    // settings normalise compositions, one whose sum is not one (within 1e-6) is refused.
     void checkTemperature(double T) const;
     void checkPressure(double P) const;
     std::vector<double> normalized(const std::vector<double>& z, const wchar_t* what = L"composition") const;
@@ -95,6 +115,7 @@ public:
 private:
     std::vector<const Compound*> compounds_;
     std::vector<double> rackettZ_;   // Rackett parameter fitted to the density at 20 degC
+    std::shared_ptr<const ModelSettings> settings_;
 };
 
 } // namespace kit::ideal

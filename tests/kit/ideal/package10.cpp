@@ -30,7 +30,9 @@ std::vector<std::wstring> propertyNames(const VARIANT& props)
 
 IdealPackage10::IdealPackage10(const PackageConfiguration& config)
     : CapeComponent(config.name, config.description), model_(modelOf(config))
-{}
+{
+    model_.useSettings(parameters_.settings);
+}
 
 IdealPackage10::Target IdealPackage10::target(IDispatch* materialObject)
 {
@@ -48,7 +50,9 @@ IdealPackage10::Target IdealPackage10::target(IDispatch* materialObject)
         if (model_.indexOf(c) < 0)
             raise(kCapeInvalidArgument, L"Compound \"" + c + L"\" of the material object is not in package " +
                                             componentName());
-    return Target{std::move(mo), IdealModel::fromIds(compounds)};
+    Target t{std::move(mo), IdealModel::fromIds(compounds)};
+    t.model.useSettings(parameters_.settings);
+    return t;
 }
 
 std::vector<double> IdealPackage10::get(Target& t, const wchar_t* property, const wchar_t* phase, const wchar_t* basis)

@@ -5,6 +5,7 @@
 #include "kit/ideal/component.h"
 #include "kit/ideal/configurations.h"
 #include "kit/ideal/ideal_model.h"
+#include "kit/ideal/parameters.h"
 
 namespace kit::ideal {
 
@@ -40,6 +41,9 @@ private:
              const wchar_t* basis, const std::vector<double>& values);
     void calcProps(Target& t, const std::vector<std::wstring>& props, const std::vector<Phase>& phases);
 
+    tarv::ComPtr<IDispatch> parameterCollection() override { return parameters_.collection; }
+
+    PackageParameters parameters_;
     IdealModel model_;
 };
 

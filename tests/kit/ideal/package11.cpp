@@ -92,6 +92,7 @@ IdealModel modelOf(const PackageConfiguration& config)
 IdealPackage11::IdealPackage11(const PackageConfiguration& config, bool utilities)
     : CapeComponent(config.name, config.description), model_(modelOf(config))
 {
+    model_.useSettings(parameters_.settings);
     if (!utilities) hide(IID_ICapeUtilities);
 }
 

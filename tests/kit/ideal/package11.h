@@ -15,6 +15,7 @@
 #include "kit/ideal/component.h"
 #include "kit/ideal/configurations.h"
 #include "kit/ideal/ideal_model.h"
+#include "kit/ideal/parameters.h"
 
 namespace kit::ideal {
 
@@ -78,6 +79,9 @@ private:
     void check(HRESULT hr, const wchar_t* call);
     std::vector<size_t> compoundIndices(const VARIANT& compIds);
 
+    tarv::ComPtr<IDispatch> parameterCollection() override { return parameters_.collection; }
+
+    PackageParameters parameters_;
     IdealModel model_;
     tarv::ComPtr<ICapeThermoMaterial> material_;
 };
