@@ -1,18 +1,16 @@
 // Cost of the call log: one logged func with a string, a double and a double array (10 and 10,000
 // elements), written by CallLog into a real log file, against the floor of writing the same bytes
-// with one unbuffered WriteFile per record (each flush of the writer is one record), and two other
-// yardsticks: one WriteFile per line, and one for the whole func.
+// with one unbuffered WriteFile per record (each flush of the writer is one record), plus, for the
+// large array, the time of formatting its numbers.
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "log/call_log.h"
 #include "log/number_format.h"
 
 #include <windows.h>
-#include <fcntl.h>
-#include <io.h>
 #include <share.h>
-#include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -79,11 +77,9 @@ double bestMicroseconds(int runs, int iterations, Body&& body)
     return best;
 }
 
-// mode "wb" only to show the writer's cost without the CRT's line-end translation (the file then
-// lacks the CRs); the log itself always uses a text-mode stream.
-double writerRun(const Func& func, int iterations, const std::string& path, const char* mode = "w")
+double writerRun(const Func& func, int iterations, const std::string& path)
 {
-    tarv::CallLog* log = tarv::CallLog::open(_fsopen(path.c_str(), mode, _SH_DENYWR), "Stream 1",
+    tarv::CallLog* log = tarv::CallLog::open(_fsopen(path.c_str(), "wb", _SH_DENYWR), "Stream 1",
                                              "CAPE-OPEN version 1.1 Physical Property Package", path.c_str());
     const double start = seconds();
     for (int i = 0; i < iterations; ++i) func.log(*log);
@@ -107,27 +103,6 @@ double floorRun(const std::vector<std::string>& records, int iterations, const s
     return elapsed;
 }
 
-// The same records, LF line ends, through the CRT's text mode: one _write per record on a text-mode
-// descriptor, which turns each LF into CR LF on its way to the file.
-double textModeRun(const std::vector<std::string>& records, int iterations, const std::string& path)
-{
-    int fd = _open(path.c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_TEXT, _S_IREAD | _S_IWRITE);
-    const double start = seconds();
-    for (int i = 0; i < iterations; ++i)
-        for (const std::string& r : records) _write(fd, r.data(), static_cast<unsigned>(r.size()));
-    const double elapsed = seconds() - start;
-    _close(fd);
-    return elapsed;
-}
-
-std::string withoutCarriageReturns(const std::string& bytes)
-{
-    std::string out;
-    for (char c : bytes)
-        if (c != '\r') out += c;
-    return out;
-}
-
 // The func's bytes as the writer leaves them, cut into consecutive pieces of the given numbers of
 // lines (0: all the rest).
 std::vector<std::string> cut(const std::string& bytes, const std::vector<size_t>& lineCounts)
@@ -147,19 +122,44 @@ std::vector<std::string> cut(const std::string& bytes, const std::vector<size_t>
     return pieces;
 }
 
-void measure(const char* title, int elements, int iterations)
+// Time to format the func's values alone, per func, in microseconds.
+double formattingMicroseconds(const Func& func)
+{
+    const SAFEARRAY* array = func.values.get().parray;
+    const auto* values = static_cast<const double*>(array->pvData);
+    const ULONG count = array->rgsabound[0].cElements;
+    char text[tarv::doubleTextMax];
+    double best = 1e300;
+    size_t sink = 0;
+    for (int run = 0; run < 5; ++run) {
+        const int repeats = count < 100 ? 2000 : 20;
+        const double start = seconds();
+        for (int r = 0; r < repeats; ++r)
+            for (ULONG i = 0; i < count; ++i) sink += static_cast<size_t>(tarv::formatDouble(text, values[i]) - text);
+        best = std::min(best, (seconds() - start) / repeats * 1e6);
+    }
+    return sink ? best : 0;
+}
+
+struct Figures {
+    double writer, floor, ratio;
+};
+
+// One func through the writer against its floor: one WriteFile per record the writer flushes (it
+// flushes each record), plus, for a func with many values, the time of formatting them.
+Figures measure(const char* title, int elements, int iterations, bool withFormatting)
 {
     const Func func(elements);
     const std::string logPath = tempFile("tarv-log-bench.tlg");
     const std::string floorPath = tempFile("tarv-log-floor.bin");
 
     // The bytes of one func, taken from a real log.
-    tarv::CallLog* probe = tarv::CallLog::open(_fsopen(logPath.c_str(), "w", _SH_DENYWR), "Stream 1",
+    tarv::CallLog* probe = tarv::CallLog::open(_fsopen(logPath.c_str(), "wb", _SH_DENYWR), "Stream 1",
                                                "CAPE-OPEN version 1.1 Physical Property Package", logPath.c_str());
     probe->close();
     const size_t frame = readFile(logPath).size() - std::string("</tarvlogdocument>\r\n").size();
     probe->destroy();
-    probe = tarv::CallLog::open(_fsopen(logPath.c_str(), "w", _SH_DENYWR), "Stream 1",
+    probe = tarv::CallLog::open(_fsopen(logPath.c_str(), "wb", _SH_DENYWR), "Stream 1",
                                 "CAPE-OPEN version 1.1 Physical Property Package", logPath.c_str());
     func.log(*probe);
     probe->destroy();
@@ -171,32 +171,26 @@ void measure(const char* title, int elements, int iterations)
     // The writer's flushes: func, string arg, double arg, array arg tag with the lower bound,
     // upper bound, the values, the array's end tag, the func's end tag.
     const std::vector<std::string> perRecord = cut(bytes, {1, 3, 3, 2, 1, static_cast<size_t>(elements), 1, 1});
-    std::vector<size_t> ones(lines, 1);
-    const std::vector<std::string> perLine = cut(bytes, ones);
-    const std::vector<std::string> whole = {bytes};
-    std::vector<std::string> perRecordLf;
-    for (const std::string& r : perRecord) perRecordLf.push_back(withoutCarriageReturns(r));
 
     const int runs = 5;
     writerRun(func, iterations / 4 + 1, logPath);   // warm the file system and the heap
-    const double writer = bestMicroseconds(runs, iterations, [&](int n) { return writerRun(func, n, logPath); });
-    const double binaryWriter =
-        bestMicroseconds(runs, iterations, [&](int n) { return writerRun(func, n, logPath, "wb"); });
-    const double floor = bestMicroseconds(runs, iterations, [&](int n) { return floorRun(perRecord, n, floorPath); });
-    const double lineFloor = bestMicroseconds(runs, iterations, [&](int n) { return floorRun(perLine, n, floorPath); });
-    const double oneWrite = bestMicroseconds(runs, iterations, [&](int n) { return floorRun(whole, n, floorPath); });
-    const double textMode = bestMicroseconds(runs, iterations, [&](int n) { return textModeRun(perRecordLf, n, floorPath); });
-
+    Figures f{};
+    f.writer = bestMicroseconds(runs, iterations, [&](int n) { return writerRun(func, n, logPath); });
+    f.floor = bestMicroseconds(runs, iterations, [&](int n) { return floorRun(perRecord, n, floorPath); });
+    const double formatting = withFormatting ? formattingMicroseconds(func) : 0;
+    f.floor += formatting;
+    f.ratio = f.writer / f.floor;
     std::printf("%s: %zu bytes, %zu lines, %zu records\n", title, bytes.size(), lines, perRecord.size());
-    std::printf("  writer (CallLog, flush per record)      %10.2f us\n", writer);
-    std::printf("  writer on a binary stream (no CR)       %10.2f us\n", binaryWriter);
-    std::printf("  floor: one WriteFile per record         %10.2f us   writer/floor %.2f\n", floor, writer / floor);
-    std::printf("  floor: one text-mode _write per record  %10.2f us   writer/floor %.2f\n", textMode, writer / textMode);
-    std::printf("  one WriteFile per line                  %10.2f us   writer/that  %.2f\n", lineFloor, writer / lineFloor);
-    std::printf("  one WriteFile for the whole func        %10.2f us   writer/that  %.2f\n", oneWrite, writer / oneWrite);
+    std::printf("  writer (CallLog, flush per record)      %10.2f us\n", f.writer);
+    if (withFormatting)
+        std::printf("  floor: formatting %.2f us + one WriteFile per record %.2f us\n", formatting, f.floor - formatting);
+    else
+        std::printf("  floor: one WriteFile per record\n");
+    std::printf("  floor                                   %10.2f us   ratio %.2f\n", f.floor, f.ratio);
 
     DeleteFileA(logPath.c_str());
     DeleteFileA(floorPath.c_str());
+    return f;
 }
 
 void formattingCost()
@@ -211,14 +205,46 @@ void formattingCost()
     std::printf("formatDouble: %.1f ns per value (%zu chars)\n", elapsed / values.size() * 1e9, total);
 }
 
+// A long string argument costs time in proportion to its length: the per-byte cost of a 2 MB and
+// of a 20 MB value, side by side, and of copying the same bytes as the floor.
+void longStrings()
+{
+    const std::string path = tempFile("tarv-log-long.tlg");
+    double perByte[2] = {};
+    int slot = 0;
+    for (size_t megabytes : {2u, 20u}) {
+        const size_t length = megabytes << 20;
+        std::wstring text(length, L'x');
+        for (size_t i = 0; i < length; i += 64) text[i] = L'"';   // one quote in 64 becomes &quot;
+        tarv::Bstr value{std::wstring_view(text)};
+        tarv::CallLog* log = tarv::CallLog::open(_fsopen(path.c_str(), "w", _SH_DENYWR), "Stream 1",
+                                                 "CAPE-OPEN version 1.1 Physical Property Package", path.c_str());
+        const double start = seconds();
+        log->argString("description", 1, value.get());
+        const double elapsed = seconds() - start;
+        log->destroy();
+        std::string copy(length, '\0');
+        const double copyStart = seconds();
+        for (size_t i = 0; i < length; ++i) copy[i] = static_cast<char>(text[i]);
+        const double copied = seconds() - copyStart;
+        perByte[slot++] = elapsed / static_cast<double>(length) * 1e9;
+        std::printf("string argument of %2zu MB: %8.1f ms  (%.2f ns/byte; a plain copy %.2f ns/byte, ratio %.1f)\n",
+                    megabytes, elapsed * 1e3, elapsed / static_cast<double>(length) * 1e9,
+                    copied / static_cast<double>(length) * 1e9, elapsed / copied);
+    }
+    std::printf("  per-byte cost, 20 MB against 2 MB: %.2f (1 is linear)\n", perByte[1] / perByte[0]);
+    DeleteFileA(path.c_str());
+}
+
 } // namespace
 
 int main()
 {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     formattingCost();
-    measure("func with a string, a double and 10 doubles", 10, 4000);
-    measure("func with a string, a double and 10,000 doubles", 10000, 40);
+    measure("func with a string, a double and 10 doubles", 10, 4000, false);
+    measure("func with a string, a double and 10,000 doubles", 10000, 40, true);
+    longStrings();
     CoUninitialize();
     return 0;
 }

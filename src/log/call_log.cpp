@@ -5,6 +5,9 @@
 #include "log/clock.h"
 #include "log/number_format.h"
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
@@ -23,7 +26,7 @@ const char* direction(int isInput) { return isInput ? "in" : "out"; }
 
 #define TARV_SUPPRESSED(what)                                                                      \
     "<warning value=\"One or more non-printable characters suppressed in above " what              \
-    " (these cannot be stored in XML)\"/>\n"
+    " (these cannot be stored in XML)\"/>\r\n"
 
 constexpr char infoSuppressed[] = TARV_SUPPRESSED("info string");
 constexpr char errorSuppressed[] = TARV_SUPPRESSED("error string");
@@ -84,9 +87,11 @@ CallLog::~CallLog() { delete[] escapeBuffer_; }
 CallLog* CallLog::open(std::FILE* stream, const char* objectName, const char* objectType,
                        const char* logPath)
 {
+    // The log writes its own CR LF line ends: the stream must not translate them again.
+    if (stream) _setmode(_fileno(stream), _O_BINARY);
     CallLog* log = new CallLog(stream, objectName, logPath);
     // Both lines go out with the first record, in one write.
-    log->putLiteral("<?xml version=\"1.0\" standalone=\"yes\"?>\n<tarvlogdocument>\n");
+    log->putLiteral("<?xml version=\"1.0\" standalone=\"yes\"?>\r\n<tarvlogdocument>\r\n");
 
     SYSTEMTIME now;
     localTime(&now);
@@ -124,7 +129,7 @@ void CallLog::close()
     std::string destroying = "Destroying " + objectName_;
     writeInfo(destroying.c_str());
 
-    putLiteral("</tarvlogdocument>\n");
+    putLiteral("</tarvlogdocument>\r\n");
     std::fwrite(pending_.data(), 1, pending_.size(), stream);
     pending_.clear();
     std::fclose(stream);
@@ -209,7 +214,7 @@ void CallLog::record(const char* open, size_t openLength, const char* text, cons
     const char* escaped = escape(text, &suppressed);
     put(open, openLength);
     put(escaped);
-    putLiteral("\"/>\n");
+    putLiteral("\"/>\r\n");
     if (suppressed) put(warning, warningLength);
     flush();
 }
@@ -245,7 +250,7 @@ void CallLog::beginFunc(int isInput, const char* methodName, const char* objectN
     putLiteral("\" ");
     putLiteral("object=\"");
     put(escape(objectName, &suppressed));
-    putLiteral("\">\n");
+    putLiteral("\">\r\n");
     opened(Element::Func);
     ++depth_;
     if (suppressed) putLiteral(objectNameSuppressed);
@@ -264,13 +269,13 @@ void CallLog::endFunc(HRESULT status, IUnknown* calledInterface)
         int suppressed;
         putLiteral("<error value=\"");
         put(escape(text_.c_str(), &suppressed));
-        putLiteral("\"/>\n");
+        putLiteral("\"/>\r\n");
         if (suppressed) putLiteral(errorSuppressed);
     }
     if (depth_ > 0) --depth_;
     closed();
     indent();
-    putLiteral("</func>\n");
+    putLiteral("</func>\r\n");
     flush();
 }
 
@@ -280,7 +285,7 @@ void CallLog::putArgval(const char* value)
 {
     putLiteral("<argval value=\"");
     put(value);
-    putLiteral("\"/>\n");
+    putLiteral("\"/>\r\n");
 }
 
 // Skeleton steps 1 to 3: the arg start tag and the indentation of its argval.
@@ -294,7 +299,7 @@ void CallLog::beginArg(const char* name, const char* dir, const char* type)
     put(dir);
     putLiteral("\" type=\"");
     put(type);
-    putLiteral("\">\n");
+    putLiteral("\">\r\n");
     opened(Element::Arg);
     ++depth_;
     indent();
@@ -306,7 +311,7 @@ void CallLog::endArg()
     --depth_;
     closed();
     indent();
-    putLiteral("</arg>\n");
+    putLiteral("</arg>\r\n");
     flush();
 }
 
@@ -391,13 +396,13 @@ void CallLog::argString(const char* name, int isInput, BSTR value)
     const char* escaped = escape(value ? narrowed(value, true) : "<NULL>", &suppressed);
     putLiteral("<argval value=\"");
     put(escaped);
-    putLiteral("\"/>\n");
+    putLiteral("\"/>\r\n");
     if (suppressed) putLiteral(stringValueSuppressed);
     --depth_;
     if (value && isMalformedBstr(value)) writeError("Not a valid BSTR value");
     closed();
     indent();
-    putLiteral("</arg>\n");
+    putLiteral("</arg>\r\n");
     flush();
 }
 
@@ -409,7 +414,7 @@ void CallLog::argInterfacePointer(const char* name, int, IUnknown* value)
         putLiteral("<argval value=\"interface pointer 0x");
         char address[pointerTextMax];
         put(address, static_cast<size_t>(formatPointer(address, value) - address));
-        putLiteral("\"/>\n");
+        putLiteral("\"/>\r\n");
     } else {
         putArgval("NULL");
     }
@@ -591,7 +596,7 @@ void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VA
     putLiteral("\" type=\"");
     // Not escaped: "<unknown>" breaks the document, as it always has.
     putVartypeName(value.vt);
-    putLiteral("\">\n");
+    putLiteral("\">\r\n");
     opened(Element::Arg);
 
     VARIANT copy = value;
@@ -607,7 +612,7 @@ void CallLog::argVariant(const char* name, int isInput, const VARIANT& value, VA
     }
     closed();
     indent();
-    putLiteral("</arg>\n");
+    putLiteral("</arg>\r\n");
     flush();
 }
 
@@ -657,7 +662,7 @@ void CallLog::writeScalar(const VARIANT& value)
     const char* escaped = escape(text, &suppressed);
     putLiteral("<argval value=\"");
     put(escaped);
-    putLiteral("\"/>\n");
+    putLiteral("\"/>\r\n");
     if (suppressed) putLiteral(stringValueSuppressed);
 }
 
@@ -736,7 +741,7 @@ void CallLog::writeArray(const VARIANT& value)
             const char* escaped = escape(v ? narrowed(v, true) : "<NULL>", &suppressed);
             putLiteral("<argval value=\"");
             put(escaped);
-            putLiteral("\"/>\n");
+            putLiteral("\"/>\r\n");
             if (suppressed) putLiteral(stringValueSuppressed);
             if (v && isMalformedBstr(v)) writeError("Not a valid BSTR value");
             SysFreeString(v);
@@ -760,12 +765,12 @@ void CallLog::writeArray(const VARIANT& value)
             indent();
             putLiteral("<argval value=\"");
             putVartypeName(v.vt);
-            putLiteral("\">\n");
+            putLiteral("\">\r\n");
             opened(Element::Argval);
             writeValue(v);
             closed();
             indent();
-            putLiteral("</argval>\n");
+            putLiteral("</argval>\r\n");
             VariantClear(&v);
             break;
         }
@@ -778,7 +783,7 @@ template <VARTYPE Type, class T>
 void CallLog::writeNumber(T v)
 {
     static constexpr char open[] = "<argval value=\"";
-    static constexpr char close[] = "\"/>\n";
+    static constexpr char close[] = "\"/>\r\n";
     if constexpr (Type == VT_R8) {
         if (isOldEmpty(v) || isNaN(v)) {
             indent();
@@ -857,7 +862,7 @@ void CallLog::recover(const Mark& mark)
     std::size_t keep = pending_.size();
     while (keep > 0 && data[keep - 1] != '\n') --keep;
     pending_.truncate(keep);
-    static constexpr const char* endTags[] = {"</func>\n", "</arg>\n", "</argval>\n"};
+    static constexpr const char* endTags[] = {"</func>\r\n", "</arg>\r\n", "</argval>\r\n"};
     while (open_.size() > mark.elements) {
         const OpenElement element = open_.back();
         open_.pop_back();

@@ -21,7 +21,8 @@ namespace tarv {
 
 class CallLog {
 public:
-    // Creates the log on an already open text-mode stream (taking it over), writes the XML prolog,
+    // Creates the log on an already open stream (taking it over and switching it to binary mode:
+    // the log writes CR LF line ends itself), writes the XML prolog,
     // the root start tag and the three opening info records. Heap-allocated; `refCount` starts at 0.
     static CallLog* open(std::FILE* stream, const char* objectName, const char* objectType,
                          const char* logPath);

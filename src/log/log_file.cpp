@@ -90,7 +90,7 @@ CallLog* createLogFile(const char* title, const char* objectName, const char* ob
 {
     std::string path;
     if (!chooseLogFile(&path, title)) return nullptr;
-    std::FILE* stream = _fsopen(path.c_str(), "w", _SH_DENYWR);
+    std::FILE* stream = _fsopen(path.c_str(), "wb", _SH_DENYWR);
     if (!stream) {
         std::string text = "Failed to open log file \"" + path + "\" for writing: " + std::strerror(errno) +
                            "\r\nLogging will not be enabled";

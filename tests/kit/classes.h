@@ -62,6 +62,35 @@ inline constexpr wchar_t kManagerReturningNullProgId[] = L"TARVKit.ManagerReturn
 inline constexpr CLSID CLSID_PackageWithoutUtilities = {0x8121192B, 0x0D4F, 0x4EC6, {0xAD, 0xFF, 0xBF, 0x31, 0xD6, 0xE7, 0x25, 0xCE}};
 inline constexpr wchar_t kPackageWithoutUtilitiesProgId[] = L"TARVKit.PackageWithoutUtilities";
 
+// --- Liars, for the server's tests of faults while logging (dll/liars.cpp). -------------------
+
+// TARVKit.LiarPackage: a stand-alone 1.1 package "Liar". GetPhaseInfo(lie, ...) answers with the
+// lie its phase label names; CalcSinglePhaseProp(props, lie) calls back the material it was given
+// (SetMaterial) with that lie in an argument and returns that call's result. Other labels give
+// honest answers.
+// {2E950278-FE6B-447F-9FD6-DD02A61D5C93}
+inline constexpr CLSID CLSID_LiarPackage = {0x2E950278, 0xFE6B, 0x447F, {0x9F, 0xD6, 0xDD, 0x02, 0xA6, 0x1D, 0x5C, 0x93}};
+inline constexpr wchar_t kLiarPackageProgId[] = L"TARVKit.LiarPackage";
+// Results of GetPhaseInfo.
+inline constexpr wchar_t kLieNullObjectInArray[] = L"null object in an array";    // also a callback's
+inline constexpr wchar_t kLieFloatsAsDoubles[] = L"floats under a double tag";
+inline constexpr wchar_t kLieWideElements[] = L"elements wider than their tag";
+inline constexpr wchar_t kLieShortLengthPrefix[] = L"a length prefix that lies";
+inline constexpr wchar_t kLieLocks[] = L"locks";                                   // the server's lock count
+// Arguments of CalcSinglePhaseProp's call back to the material.
+inline constexpr wchar_t kLieBoundsBeyondData[] = L"bounds beyond the data";
+inline constexpr wchar_t kLieUnknownType[] = L"a value of no known type";
+inline constexpr wchar_t kLieObjectInNoAccessPage[] = L"an object in a no-access page";
+inline constexpr wchar_t kLieThrowingName[] = L"a name that throws";
+
+// TARVKit.ReloadingManager: a 1.1 package manager whose Initialize puts a record "Late Arrival"
+// in front of the store, has the server make one of its managers (which reloads the list), and
+// then fails with ECapeFailedInitialisation and kReloadingManagerText.
+// {D49F5D63-1B18-48CD-BBD9-8DDD00411D00}
+inline constexpr CLSID CLSID_ReloadingManager = {0xD49F5D63, 0x1B18, 0x48CD, {0xBB, 0xD9, 0x8D, 0xDD, 0x00, 0x41, 0x1D, 0x00}};
+inline constexpr wchar_t kReloadingManagerProgId[] = L"TARVKit.ReloadingManager";
+inline constexpr wchar_t kReloadingManagerText[] = L"The list changed while I was starting";
+
 // The CapeDescription key of a CAPE-OPEN component; a row with a null name writes none.
 struct CapeDescription {
     const wchar_t* name;

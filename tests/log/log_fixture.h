@@ -1,6 +1,7 @@
 #pragma once
-// Logs written through the public operations into real files (_fsopen text mode, so every line
-// end reaches the disk as CR LF) and read back byte for byte.
+// Logs written through the public operations into real files and read back byte for byte (line
+// ends CR LF, as the log writes them).
+
 #include "log/call_log.h"
 #include "support/log_capture.h"
 

@@ -8,14 +8,11 @@
 #include <cstring>
 
 int crashChild(const char* path);
-int nullDispatchChild(const char* path);
 
 int main(int argc, char** argv)
 {
     // Child of the crash test: writes a few records and dies without closing the log.
     if (argc == 3 && std::strcmp(argv[1], "--write-then-die") == 0) return crashChild(argv[2]);
-    // Child that logs an array of interfaces with a null element, which faults.
-    if (argc == 3 && std::strcmp(argv[1], "--null-dispatch") == 0) return nullDispatchChild(argv[2]);
 
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     testing::InitGoogleTest(&argc, argv);

@@ -147,6 +147,25 @@ TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
     EXPECT_EQ(count, 2u);
 }
 
+TEST_F(StoreTest, AHugeCountLoadsTheRecordsThatExistInNumberOrder)
+{
+    // A corrupt count does not make the load ask for two billion values: the records found are
+    // the ones a walk from 1 would find, in the same order; the rest of the key is left alone.
+    setCount(0x7FFFFFFF);
+    setRaw("Package64_10", REG_MULTI_SZ, record(kClsid, "1", "J", "J", "true"));
+    setRaw("package64_2", REG_MULTI_SZ, record(kClsid, "1", "B", "B", "true"));
+    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", "A", "A", "true"));
+    setRaw("Package64_02", REG_MULTI_SZ, record(kClsid, "1", "leading zero", "leading zero", "true"));
+    setRaw("Package64_x", REG_MULTI_SZ, record(kClsid, "1", "X", "X", "true"));
+    setRaw("AutoLogLocation", REG_DWORD, std::string(4, '\0'));
+    loadPackages();   // a walk of the count would run into the test's time-out
+    EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"B", L"J"}));
+    // A count below a record's number still leaves it out.
+    setCount(9);
+    loadPackages();
+    EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"B"}));
+}
+
 TEST_F(StoreTest, ACountThatIsNotAPositiveDwordLoadsNothing)
 {
     setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", "A", "A", "true"));

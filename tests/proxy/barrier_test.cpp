@@ -292,6 +292,36 @@ TEST(Barrier, InnerBarrierCatchesAndTheOuterCallCompletes)
     EXPECT_EQ(inner.recordText(), accessViolation);
 }
 
+TEST(Barrier, AThrownTextIsReadOnlyAsFarAsMemoryIsReadableAndUndoRunsOnEveryFault)
+{
+    static char* const page = [] {
+        return static_cast<char*>(VirtualAlloc(nullptr, 4096, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
+    }();
+    int undone = 0;
+    auto undo = [](void* counter) { ++*static_cast<int*>(counter); };
+    BarrierFault fault;
+    // A g++ throw of a pointer into a page that cannot be read: named without its text.
+    EXPECT_EQ(guardedCall([&]() -> HRESULT {
+                  UndoOnFault registered(undo, &undone);
+                  throw static_cast<const char*>(page);
+              }, fault),
+              E_UNEXPECTED);
+    EXPECT_EQ(fault.recordText(), "Uncaught exception during function call");
+    // A hardware fault skips every destructor: the barrier runs the undo itself.
+    EXPECT_EQ(guardedCall([&]() -> HRESULT {
+                  UndoOnFault registered(undo, &undone);
+                  return *static_cast<volatile int*>(nowhere);
+              }, fault),
+              E_UNEXPECTED);
+    // A normal return only ends the registration.
+    EXPECT_EQ(guardedCall([&]() -> HRESULT {
+                  UndoOnFault registered(undo, &undone);
+                  return S_OK;
+              }, fault),
+              S_OK);
+    EXPECT_EQ(undone, 2);
+}
+
 // ---- Thrown-text recovery from MSVC exception records -----------------------------------------
 // Hand-made records of exceptions of the MSVC runtime, pointing into this executable's image, test
 // how far the barrier trusts them.

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 using kit::Object;
 using tarv::Bstr;
 using tarv::ComPtr;
@@ -542,6 +544,160 @@ TEST(ProxiedCall, AFaultInTheComponentBecomesAnErrorRecordAndTheNextCallWorks)
         tarv::Variant value;
         EXPECT_EQ(proxy->get_NamedValue(Bstr(L"y").get(), value.put()), S_OK);
     }
+}
+
+// Lies that fault while the proxy reads them for the log, not while the component runs: each must
+// end as the barrier's record inside the call's own func, closed where it opened, with every lock
+// and proxy of the call given back, and the next record of the log where it belongs.
+TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
+{
+    testproxy::installTestFactories();
+    // A page that faults on any access, and a readable page right in front of one.
+    static char* const pages = [] {
+        auto* p = static_cast<char*>(VirtualAlloc(nullptr, 8192, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
+        DWORD old;
+        VirtualProtect(p + 4096, 4096, PAGE_NOACCESS, &old);
+        return p;
+    }();
+    IUnknown* const noAccessObject = reinterpret_cast<IUnknown*>(pages + 4096);
+    // The end of a record cut short by a fault: the barrier's record, then the failure.
+    auto endOf = [](const std::string& barrierRecord) {
+        return " <error value=\"" + barrierRecord + "\"/>\n <error value=\"E_UNEXPECTED: error code 0x8000FFFF\"/>\n</func>\n";
+    };
+    const std::string faultEnd = endOf("Uncaught SEH exception during function call: EXCEPTION_ACCESS_VIOLATION: The "
+                                       "thread tried to read from or write to a virtual address for which it does not "
+                                       "have the appropriate access.");
+    auto element = Object::create<ICapeIdentification>(L"Element");
+    auto named = Object::create<ICapeIdentification>(L"Source");
+    named->fault(&ICapeIdentification::get_ComponentName, kit::Fault::ThrowText("name table corrupt"));
+    auto crashing = Object::create<ICapeCollection, ICapeIdentification>(L"Crashing");
+    crashing->fault(&ICapeIdentification::get_ComponentName, kit::Fault::AccessViolation);
+    SAFEARRAY* lyingBounds = nullptr;   // claims 1000 doubles; its data ends where a no-access page starts
+
+    struct Row {
+        const char* lie;
+        // Objects the call leaves in `keep` live until its log has been read (an exposed object
+        // closes the log at its final release).
+        std::function<HRESULT(LogCapture&, ComPtr<IUnknown>& keep)> call;
+        std::string records;
+    };
+    const Row rows[] = {
+        {"a null object in an array of objects",
+         [&](LogCapture& capture, ComPtr<IUnknown>&) {
+             auto foreign = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
+             foreign->on(&ICapeCOSEUtilities::get_NamedValue, [&](BSTR, VARIANT* v) {
+                 SAFEARRAY* a = SafeArrayCreateVector(VT_DISPATCH, 0, 2);
+                 LONG first = 0;
+                 SafeArrayPutElement(a, &first, element->ptr<ICapeIdentification>());
+                 v->vt = VT_ARRAY | VT_DISPATCH;
+                 v->parray = a;
+                 return S_OK;
+             });
+             tarv::Variant value;
+             return proxyOf<ICapeCOSEUtilities>(foreign.get(), capture)->get_NamedValue(Bstr(L"phases").get(), value.put());
+         },
+         R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
+ <arg name="name" direc="in" type="string">
+  <argval value="&quot;phases&quot;"/>
+ </arg>
+ <arg name="NamedValue" direc="out" type="VT_ARRAY|VT_DISPATCH">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 1"/>
+  <argval value="interface pointer"/>
+  <argval value="NULL"/>
+ </arg>
+)" + faultEnd},
+        {"an array whose bounds claim more than its data holds",
+         [&](LogCapture& capture, ComPtr<IUnknown>&) {
+             auto foreign = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
+             foreign->on(&ICapeCOSEUtilities::get_NamedValue, [&](BSTR, VARIANT* v) {
+                 SafeArrayAllocDescriptorEx(VT_R8, 1, &lyingBounds);
+                 lyingBounds->cbElements = sizeof(double);
+                 lyingBounds->fFeatures |= FADF_STATIC;
+                 lyingBounds->rgsabound[0] = {1000, 0};
+                 lyingBounds->pvData = pages + 4096 - sizeof(double);
+                 *static_cast<double*>(lyingBounds->pvData) = 7.5;
+                 v->vt = VT_ARRAY | VT_R8;
+                 v->parray = lyingBounds;
+                 return S_OK;
+             });
+             VARIANT value;
+             VariantInit(&value);
+             return proxyOf<ICapeCOSEUtilities>(foreign.get(), capture)->get_NamedValue(Bstr(L"x").get(), &value);
+         },
+         R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
+ <arg name="name" direc="in" type="string">
+  <argval value="&quot;x&quot;"/>
+ </arg>
+ <arg name="NamedValue" direc="out" type="VT_ARRAY|VT_R8">
+  <info value="Lower bound: 0"/>
+  <info value="Upper bound: 999"/>
+  <argval value="7.5"/>
+ </arg>
+)" + faultEnd},
+        {"an interface pointer into a no-access page, asked for its name",
+         [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
+             auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+             auto exposed = testproxy::expose(package.get(), capture.log());
+             keep = exposed.query<IUnknown>();
+             return exposed->put_simulationContext(reinterpret_cast<IDispatch*>(noAccessObject));
+         },
+         R"(<func name="ICapeUtilities::put_simulationContext" direc="in" object="Exposed">
+ <arg name="context" direc="in" type="interface">
+ </arg>
+)" + faultEnd},
+        {"a C++ throw while an argument is asked for its name",
+         [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
+             auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+             auto exposed = testproxy::expose(package.get(), capture.log());
+             keep = exposed.query<IUnknown>();
+             return exposed->put_simulationContext(reinterpret_cast<IDispatch*>(named->ptr<ICapeIdentification>()));
+         },
+         R"(<func name="ICapeUtilities::put_simulationContext" direc="in" object="Exposed">
+ <arg name="context" direc="in" type="interface">
+ </arg>
+)" + endOf("Uncaught exception during function call: name table corrupt")},
+        {"a result whose name fetch crashes while its proxy is made",
+         [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
+             auto collection = Object::create<ICapeCollection, ICapeIdentification>();
+             collection->returns(&ICapeCollection::Item, crashing);
+             auto exposed = testproxy::expose(collection.get(), capture.log());
+             keep = exposed.query<IUnknown>();
+             IDispatch* item = nullptr;
+             HRESULT hr = exposed->Item(tarv::Variant::fromLong(1).get(), &item);
+             EXPECT_EQ(item, nullptr);
+             EXPECT_TRUE(exposed->children().empty());
+             return hr;
+         },
+         R"(<func name="ICapeCollection::Item" direc="in" object="Exposed">
+ <arg name="id" direc="in" type="VT_I4">
+  <argval value="1"/>
+ </arg>
+)" + faultEnd},
+    };
+    const std::string next = R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Kit object">
+ <arg name="message" direc="in" type="string">
+  <argval value="&quot;next&quot;"/>
+ </arg>
+</func>
+)";
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.lie);
+        LogCapture capture;
+        const ULONG locks = serverLocks();
+        {
+            ComPtr<IUnknown> keep;
+            EXPECT_EQ(row.call(capture, keep), E_UNEXPECTED);
+            // The log goes on at the top level, unsuspended.
+            auto other = Object::create<ICapeDiagnostic, ICapeIdentification>();
+            EXPECT_EQ(proxyOf(other.get(), capture)->LogMessage(Bstr(L"next").get()), S_OK);
+            EXPECT_EQ(capture.records(), row.records + next);
+        }
+        EXPECT_EQ(serverLocks(), locks) << "a proxy made for the call outlived it";
+    }
+    ASSERT_TRUE(lyingBounds);
+    EXPECT_EQ(lyingBounds->cLocks, 0u) << "the array stayed locked";
+    SafeArrayDestroyDescriptor(lyingBounds);
 }
 
 TEST(ProxiedCall, WithoutALogTheCallerStillGetsUnexpected)

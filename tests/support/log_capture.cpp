@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <share.h>
+#include <vector>
 
 namespace testsupport {
 
@@ -68,6 +69,43 @@ std::string LogCapture::records() const
         if (pos != std::string::npos) ++pos;
     }
     return pos == std::string::npos ? std::string() : lf.substr(pos);
+}
+
+std::string structureProblem(const std::string& log)
+{
+    std::vector<std::string> open;
+    size_t number = 0, start = 0;
+    std::string last;
+    while (start < log.size()) {
+        size_t end = log.find('\n', start);
+        if (end == std::string::npos) end = log.size();
+        const std::string line = log.substr(start, end - start);
+        start = end + 1;
+        ++number;
+        const size_t indent = line.find_first_not_of(' ');
+        if (indent == std::string::npos) continue;
+        last = line.substr(indent);
+        auto at = [&](const char* prefix) { return last.rfind(prefix, 0) == 0; };
+        const std::string where = "line " + std::to_string(number) + ": " + line;
+        const size_t depth = open.empty() ? 0 : open.size() - 1;
+        if (at("<tarvlogdocument>")) {
+            open.push_back("tarvlogdocument");
+        } else if (at("<func ") || at("<arg ") || (at("<argval ") && last.find("/>") == std::string::npos)) {
+            const std::string name = last.substr(1, last.find(' ') - 1);
+            if (open.empty()) return where + " (outside the root)";
+            if (name != "argval" && indent != depth) return where + " (indented " + std::to_string(indent) + ", depth " + std::to_string(depth) + ")";
+            open.push_back(name);
+        } else if (at("</")) {
+            const std::string name = last.substr(2, last.find('>') - 2);
+            if (open.empty() || open.back() != name) return where + " (closes " + (open.empty() ? "nothing" : open.back()) + ")";
+            open.pop_back();
+            const size_t after = open.empty() ? 0 : open.size() - 1;
+            if ((name == "func" || name == "arg") && indent != after) return where + " (indented " + std::to_string(indent) + ", depth " + std::to_string(after) + ")";
+        }
+    }
+    if (!open.empty()) return "unclosed " + open.back() + " at the end";
+    if (last != "</tarvlogdocument>") return "the root end tag is not the last line";
+    return {};
 }
 
 size_t occurrences(const std::string& text, const std::string& part)

@@ -37,5 +37,10 @@ void fixedTime(SYSTEMTIME* out);
 std::string readFile(const std::string& path);
 // A whole file with CR LF line ends turned into LF.
 std::string readLog(const std::string& path);
+// What is wrong with the structure of a whole log (LF line ends), or an empty string: every func,
+// arg and open argval closed in order, the root closed last, and each func and arg tag indented
+// by its depth. Read line by line, as the log is written, so that the one text the log writes
+// unescaped ("<unknown>" as a type) does not hide the rest.
+std::string structureProblem(const std::string& log);
 
 } // namespace testsupport

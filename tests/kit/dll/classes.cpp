@@ -7,6 +7,10 @@
 #include "kit/kit.h"
 
 namespace kit {
+
+tarv::ComPtr<Object> makeLiarPackage();
+tarv::ComPtr<Object> makeReloadingManager();
+
 namespace {
 
 template <class Make>
@@ -70,6 +74,9 @@ HRESULT createThermoSystem(REFIID iid, void** out)
     return ideal::createAndQuery<ideal::ThermoSystem10>(iid, out, kContainers[4].name, kContainers[4].behaviour);
 }
 
+HRESULT createLiarPackage(REFIID iid, void** out) { return createWith(&makeLiarPackage, iid, out); }
+HRESULT createReloadingManager(REFIID iid, void** out) { return createWith(&makeReloadingManager, iid, out); }
+
 constexpr wchar_t kVendor[] = L"http://tarv.invalid/kit";
 constexpr wchar_t kAbout[] = L"Test components of TARV64; not for production use";
 
@@ -114,6 +121,14 @@ const std::vector<ClassRow>& classTable()
          L"Apartment", {component, package11}, &createPackage11<false>,
          {L"TARVKit Package Without Utilities", L"Ideal-mixture property package without ICapeUtilities", L"1.1",
           L"1.0", kVendor, kAbout}},
+        {CLSID_LiarPackage, kLiarPackageProgId, L"TARVKit Liar Package", L"Apartment", {component, package11},
+         &createLiarPackage,
+         {L"TARVKit Liar Package", L"Property package whose results and callbacks break the rules", L"1.1", L"1.0",
+          kVendor, kAbout}},
+        {CLSID_ReloadingManager, kReloadingManagerProgId, L"TARVKit Reloading Manager", L"Apartment",
+         {component, manager11}, &createReloadingManager,
+         {L"TARVKit Reloading Manager", L"Property package manager that changes the exported list while starting",
+          L"1.1", L"1.0", kVendor, kAbout}},
     };
     return rows;
 }
