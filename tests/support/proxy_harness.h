@@ -34,7 +34,7 @@ private:
 };
 
 // An exposed object of class C in front of a kit object, made as the server's resolution makes
-// it: the owner of the proxies made on its behalf.
+// it: the owner of the proxies made on its behalf. A null log makes it unlogged.
 struct Exposed {
     tarv::ComPtr<IDispatch> dispatch;
     tarv::ExposedObjectBase* exposed;
@@ -44,7 +44,7 @@ Exposed expose(kit::Object* real, tarv::CallLog* log, const char* name)
 {
     C* exposed = new C();
     exposed->attachObject(tarv::ComPtr<IUnknown>(real).detach());
-    exposed->attachLog(log, name);
+    if (log) exposed->attachLog(log, name);
     Exposed result{{}, exposed};
     exposed->QueryInterface(IID_IDispatch, result.dispatch.putVoid());
     return result;
