@@ -77,6 +77,7 @@ inline constexpr wchar_t kLieFloatsAsDoubles[] = L"floats under a double tag";
 inline constexpr wchar_t kLieWideElements[] = L"elements wider than their tag";
 inline constexpr wchar_t kLieShortLengthPrefix[] = L"a length prefix that lies";
 inline constexpr wchar_t kLieLocks[] = L"locks";                                   // the server's lock count
+inline constexpr wchar_t kLieLiveObjects[] = L"live objects";   // the kit's objects alive in the server
 // Arguments of CalcSinglePhaseProp's call back to the material.
 inline constexpr wchar_t kLieBoundsBeyondData[] = L"bounds beyond the data";
 inline constexpr wchar_t kLieUnknownType[] = L"a value of no known type";
