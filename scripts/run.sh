@@ -4,6 +4,12 @@
 #   scripts/run.sh build   setup + configure and build everything
 #   scripts/run.sh test    build + run all tests in a fresh Wine prefix
 #   scripts/run.sh demo    build + run the demo in a fresh Wine prefix
+#   scripts/run.sh bench   build + run every benchmark in a fresh Wine prefix and print one table:
+#                          each figure, its floor or reference measured in the same run, the ratio
+#   scripts/run.sh view LOG
+#                          build + open LOG in TARV64's log viewer: on the display in $DISPLAY when
+#                          there is one; otherwise under Xvfb, writing a screenshot PNG of the viewer
+#                          and printing its path
 #
 # Environment:
 #   TARV64_CACHE   cache of cross-built dependencies (default ~/.cache/tarv64)
@@ -21,7 +27,7 @@ QUIET=${TARV64_QUIET:-1}
 TRIPLE=x86_64-w64-mingw32
 TOOLCHAIN=$REPO/cmake/mingw-w64-x86_64.cmake
 PACKAGES="mingw-w64 g++-mingw-w64-x86-64-posix mingw-w64-tools libwine-dev wine wine64 fonts-wine
-          cmake ninja-build googletest dpkg-dev clang lld xvfb xauth imagemagick"
+          cmake ninja-build googletest dpkg-dev clang lld xvfb xauth imagemagick x11-utils"
 
 log() { printf '== %s\n' "$*" >&2; }
 quiet() {
@@ -194,10 +200,112 @@ run_demo() {
   bash "$REPO/scripts/demo.sh" "$BUILD"
 }
 
+# Each benchmark prints its own detail (kept in build/bench-results/NAME.txt) and rows
+# "@row|figure|value|floor|floor value|ratio" (bench/table.h), gathered here into one table.
+BENCHMARKS="log/log_bench proxy_call_bench proxy_bench viewer/viewer_bench"
+run_bench() {
+  build
+  prefix_start
+  local out=$BUILD/bench-results
+  rm -rf "$out"
+  mkdir -p "$out"
+  local failed=0
+  for b in $BENCHMARKS; do
+    local name; name=$(basename "$b")
+    log "running $name"
+    if ! wine "$BUILD/bench/$b.exe" </dev/null >"$out/$name.txt" 2>"$out/$name.err"; then
+      echo "$name failed; its output: $out/$name.txt, $out/$name.err" >&2
+      failed=1
+    fi
+  done
+  {
+    printf '%s|%s|%s|%s|%s\n' "figure" "value" "floor or reference (same run)" "its value" "ratio"
+    for b in $BENCHMARKS; do
+      grep -h '^@row|' "$out/$(basename "$b").txt" | cut -d'|' -f2- || true
+    done
+  } | tr -d '\r' | awk -F'|' '{ for (i = 1; i <= NF; i++) { cell[NR, i] = $i; if (length($i) > w[i]) w[i] = length($i) } n = NF }
+      END { for (r = 1; r <= NR; r++) { line = ""; for (i = 1; i <= n; i++) line = line sprintf("%-*s  ", w[i], cell[r, i]); sub(/ +$/, "", line); print line } }' \
+    | tee "$out/table.txt"
+  echo "details: $out/"
+  return $failed
+}
+
+# --- the log viewer -------------------------------------------------------------------------------
+# A prefix of its own, kept between runs, drawing with Wine's X11 driver (the test prefix draws with
+# the null driver). Its wineserver lives only for one run, since it holds on to the display it
+# started with.
+view_prefix() {
+  export WINEPREFIX=$BUILD/viewprefix
+  export HOME=$BUILD/viewhome
+  mkdir -p "$HOME"
+  wineserver -k >/dev/null 2>&1 </dev/null || true
+  wineserver -w >/dev/null 2>&1 </dev/null || true
+  if [ ! -f "$WINEPREFIX/.ready" ]; then
+    log "creating Wine prefix $WINEPREFIX"
+    rm -rf "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX"
+    DISPLAY= wine wineboot -i </dev/null >/dev/null 2>&1
+    wineserver -w >/dev/null 2>&1 </dev/null || true
+    touch "$WINEPREFIX/.ready"
+  fi
+  trap view_stop EXIT
+}
+
+view_stop() {
+  wineserver -k >/dev/null 2>&1 </dev/null || true
+  [ -n "${XVFB_PID:-}" ] && kill "$XVFB_PID" 2>/dev/null || true
+}
+
+run_view() {
+  [ $# -eq 1 ] || { echo "usage: $0 view LOG" >&2; exit 2; }
+  [ -f "$1" ] || { echo "no such file: $1" >&2; exit 2; }
+  local file; file=$(realpath "$1")
+  build
+  view_prefix
+  local out=$BUILD/view
+  mkdir -p "$out"
+  local path="Z:$(printf '%s' "$file" | tr / '\\')"
+  local title="Log file ${path##*\\}:"
+  local server=$BUILD/src/host/TARV64.exe
+  if [ -n "${DISPLAY:-}" ]; then
+    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d Y /f </dev/null >/dev/null 2>&1
+    log "showing $file on display $DISPLAY (close the window to end)"
+    wine "$server" "$path" </dev/null >"$out/wine.txt" 2>&1
+    return
+  fi
+
+  # No display: a virtual one. Without a window manager Wine's windows are left unmanaged, which
+  # spares each window operation a wait for a manager that never answers.
+  rm -f "$out/display"
+  Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$out/display" >"$out/xvfb.txt" 2>&1 &
+  XVFB_PID=$!
+  for _ in $(seq 1 100); do [ -s "$out/display" ] && break; sleep 0.1; done
+  export DISPLAY=:$(head -n 1 "$out/display")
+  wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f </dev/null >/dev/null 2>&1
+  log "opening $file under Xvfb on $DISPLAY"
+  wine "$server" "$path" </dev/null >"$out/wine.txt" 2>&1 &
+  local shown=
+  for _ in $(seq 1 600); do
+    if xwininfo -name "$title" 2>/dev/null | grep -q IsViewable; then shown=1; break; fi
+    sleep 0.2
+  done
+  local png; png=$out/$(basename "$file").png
+  sleep 1   # let it paint
+  if [ -n "$shown" ]; then
+    import -window "$title" "$png"
+  else
+    # Still not shown (a message box may be waiting for an answer): the whole screen.
+    import -window root "$png"
+  fi
+  echo "screenshot: $png"
+}
+
 case "${1:-}" in
   setup) setup ;;
   build) build ;;
   test)  shift; run_tests "$@" ;;
   demo)  run_demo ;;
-  *) echo "usage: $0 setup|build|test|demo" >&2; exit 2 ;;
+  bench) run_bench ;;
+  view)  shift; run_view "$@" ;;
+  *) echo "usage: $0 setup|build|test|demo|bench|view LOG" >&2; exit 2 ;;
 esac

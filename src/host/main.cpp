@@ -2,8 +2,10 @@
 // unregisters the server; opens a log file; opens the manager window; or, started by COM with
 // -Embedding, shows nothing and serves objects.
 #include "host/server.h"
+#include "host/module.h"
 #include "log/log_file.h"
 #include "packages/package_store.h"
+#include "viewer/view_log_dlg.h"
 
 #include <windows.h>
 
@@ -28,10 +30,12 @@ void readRegistrationScope()
 
 } // namespace
 
-int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR commandLine, int)
+int WINAPI WinMain(HINSTANCE instance, HINSTANCE, LPSTR commandLine, int)
 {
     bool moduleReady = initialiseModule();
     computeVersionString();
+    createSharedImageList(instance);
+    installLogClosePrompt();
 
     StartDecision start = decideStart(commandLine ? commandLine : "");
     switch (start.kind) {
@@ -40,8 +44,7 @@ int WINAPI WinMain(HINSTANCE, HINSTANCE, LPSTR commandLine, int)
         break;
     case StartDecision::Kind::LogFile:
         openLogViewer(start.path);
-        shutdownModule();
-        return 0;
+        break;
     case StartDecision::Kind::Serve:
         loadPackages();
         break;

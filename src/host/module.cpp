@@ -4,6 +4,8 @@
 
 namespace tarv {
 
+HIMAGELIST sharedImageList = nullptr;
+
 CTARVModule& CTARVModule::instance()
 {
     static CTARVModule module;
@@ -74,6 +76,21 @@ DWORD WINAPI ShutdownMonitor::run(void* p)
         if (InterlockedCompareExchange(&self->stopping_, 0, 0)) return 0;
         PostThreadMessageA(self->quitThreadId_, WM_QUIT, 0, 0);
     }
+}
+
+void createSharedImageList(HINSTANCE instance)
+{
+    constexpr int kImagesBitmap = 202;
+    sharedImageList = ImageList_Create(16, 16, ILC_COLOR4 | ILC_MASK, 2, 1);
+    HBITMAP images = LoadBitmapA(instance, MAKEINTRESOURCEA(kImagesBitmap));
+    if (sharedImageList && images) ImageList_AddMasked(sharedImageList, images, RGB(255, 255, 255));
+    if (images) DeleteObject(images);
+}
+
+void destroySharedImageList()
+{
+    if (sharedImageList) ImageList_Destroy(sharedImageList);
+    sharedImageList = nullptr;
 }
 
 } // namespace tarv

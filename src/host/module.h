@@ -4,6 +4,7 @@
 #include "packages/package_store.h"
 
 #include <windows.h>
+#include <commctrl.h>
 
 namespace tarv {
 
@@ -50,5 +51,11 @@ public:
     // The persistent options as last read from the registry.
     ServerOptions options;
 };
+
+// The 16x16 images of the server's windows, made once at the start of the process from bitmap 202
+// (13 images, white transparent) and shared by the trees and lists of all windows on all threads.
+extern HIMAGELIST sharedImageList;
+void createSharedImageList(HINSTANCE instance);
+void destroySharedImageList();
 
 } // namespace tarv

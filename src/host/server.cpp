@@ -180,6 +180,7 @@ bool initialiseModule()
 void shutdownModule()
 {
     exportedPackages().clear();
+    destroySharedImageList();
     if (g_accelerators) DestroyAcceleratorTable(g_accelerators);
     if (g_comReady) CoUninitialize();
 }

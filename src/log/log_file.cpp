@@ -2,6 +2,7 @@
 
 #include "host/module.h"
 #include "log/clock.h"
+#include "viewer/view_log_dlg.h"
 
 #include <windows.h>
 #include <commdlg.h>
@@ -103,19 +104,6 @@ CallLog* createLogFile(const char* title, const char* objectName, const char* ob
 void installLogClosePrompt()
 {
     CallLog::setCloseHook(&askToOpen);
-}
-
-// Until the log viewer window exists, a log is shown as text in the system's text editor.
-void openLogViewer(const std::string& path)
-{
-    std::string command = "notepad.exe \"" + path + "\"";
-    STARTUPINFOA si{};
-    si.cb = sizeof si;
-    PROCESS_INFORMATION pi{};
-    if (CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi)) {
-        CloseHandle(pi.hThread);
-        CloseHandle(pi.hProcess);
-    }
 }
 
 } // namespace tarv

@@ -20,7 +20,4 @@ CallLog* createLogFile(const char* title, const char* objectName, const char* ob
 // Yes. Asked only if the prompt option, as last read, is on.
 void installLogClosePrompt();
 
-// Shows a log to the user on a thread of its own; returns at once.
-void openLogViewer(const std::string& path);
-
 } // namespace tarv

@@ -1,0 +1,27 @@
+// Resource numbers of the log viewer, shared by viewer.rc and the code.
+#pragma once
+
+#define IDI_TARV 201
+#define IDB_IMAGES 202
+#define IDR_VIEWER_MENU 204
+#define IDR_VIEWER_KEYS 205
+
+#define IDD_VIEW_LOG 111
+#define IDD_TREE_SEARCH 112
+#define IDD_FILE_PROGRESS 113
+
+#define IDC_LOG_TREE 206
+#define IDC_ERROR_LIST 207
+#define IDC_SEARCH_TEXT 208
+#define IDC_IGNORE_CASE 209
+#define IDC_WHOLE_ITEM 210
+#define IDC_PROGRESS_BAR 210
+
+#define ID_VIEW_CLOSE 32770
+#define ID_SEARCH_FIND 32771
+#define ID_VIEW_EXPAND_ALL 32772
+#define ID_VIEW_COLLAPSE_ALL 32773
+#define ID_SEARCH_NEXT_ERROR 32774
+#define ID_SEARCH_FIND_NEXT 32779
+#define ID_SEARCH_FIND_PREVIOUS 32780
+#define ID_VIEW_REMOVE_QUERIES 32793
