@@ -8,8 +8,8 @@
 #   4. the sample simulator lists the packages through TARV64.PropertyPackageManager64, gets the
 #      package out of process, initialises it, hands it its own material, runs a TP flash and
 #      property calculations (which call back into the material), terminates and releases it,
-#   5. the log that TARV64 wrote is found and summarised, and the command that opens it in TARV64's
-#      log viewer is named.
+#   5. the log that TARV64 wrote is found, summarised and checked with tarvlog, and the command that
+#      opens it in TARV64's log viewer is named.
 set -euo pipefail
 BUILD=$1
 OUT=$BUILD/demo
@@ -24,7 +24,7 @@ run() { # run <output file> <windows program> [args...]: Wine's output goes to a
 
 echo "== registering the CAPE-OPEN type library and the sample components"
 run "$OUT/register.txt" "$BUILD/tests/support/tarv_testreg.exe" \
-  --typelib "$(winpath "$BUILD/idl/capeopen.tlb")" --server "$(winpath "$BUILD/tests/kit/tarvkit.dll")" ||
+  --typelib "$(winpath "$BUILD/idl/capeopen.tlb")" --server "$(winpath "$BUILD/samples/dll/tarvsamples.dll")" ||
   { cat "$OUT/register.txt"; exit 1; }
 
 echo "== registering TARV64.exe"
@@ -39,7 +39,7 @@ reg /v AutoLogLocation /t REG_DWORD /d 1
 reg /v PromptOpenLog /t REG_DWORD /d 0
 
 echo "== the sample simulator, through TARV64 out of process"
-if ! run "$OUT/simulator.txt" "$BUILD/tests/sim/tarv_simulator.exe" --package "Ideal Alkanes" \
+if ! run "$OUT/simulator.txt" "$BUILD/samples/simulator/tarv_simulator.exe" --package "Ideal Alkanes" \
     --T 330 --P 101325 --z 0.4,0.35,0.25; then
   cat "$OUT/simulator.txt"
   exit 1
@@ -63,21 +63,18 @@ echo
 echo "== the log"
 echo "written by TARV64 at: $LOG"
 echo "copied to:            $OUT/demo-log.tlg"
-tr -d '\r' <"$LOG" >"$OUT/log.txt"
-funcs=$(grep -c '<func ' "$OUT/log.txt" || true)
-nested=$(grep -c '^ <func .*direc="out"' "$OUT/log.txt" || true)
-errors=$(grep -c '<error ' "$OUT/log.txt" || true)
-warnings=$(grep -c '<warning ' "$OUT/log.txt" || true)
-infos=$(grep -c '<info ' "$OUT/log.txt" || true)
-echo "records: $funcs calls ($nested of them calls back from the package to the simulator's material," \
-     "logged inside the call in progress), $infos notes, $errors errors, $warnings warnings"
-echo "calls by method:"
-grep -o '<func name="[^"]*" direc="[a-z]*"' "$OUT/log.txt" | sed 's/<func name="\([^"]*\)" direc="\([a-z]*\)"/\1 (\2)/' |
-  sort | uniq -c | sort -rn | sed 's/^/  /'
-if [ "$errors" -gt 0 ] || [ "$warnings" -gt 0 ]; then
-  echo "errors and warnings:"
-  grep -E '<(error|warning) ' "$OUT/log.txt" | sed 's/^ */  /' | sort | uniq -c
-fi
-tail -n 1 "$OUT/log.txt" | grep -q '</tarvlogdocument>' && echo "the log is complete (closed at the package's final release)"
+# The log's summary and its check, by the same reader as the viewer's.
+echo
+echo "== tarvlog summary"
+run "$OUT/summary.txt" "$BUILD/src/host/tarvlog.exe" summary "$(winpath "$OUT/demo-log.tlg")" ||
+  { cat "$OUT/summary.txt"; echo "the log could not be read whole" >&2; exit 1; }
+tr -d '\r' <"$OUT/summary.txt"
+echo
+echo "== tarvlog check"
+status=0
+run "$OUT/check.txt" "$BUILD/src/host/tarvlog.exe" check "$(winpath "$OUT/demo-log.tlg")" || status=$?
+tr -d '\r' <"$OUT/check.txt" | sed -n 's/^verdict: /verdict: /p'
+echo "exit code $status (0: no error record; 1: error records; 2: the log could not be read whole)"
+[ "$status" -eq 0 ] || exit 1
 echo
 echo "to open it in TARV64's log viewer: bash scripts/run.sh view $OUT/demo-log.tlg"

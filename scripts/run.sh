@@ -4,6 +4,8 @@
 #   scripts/run.sh build   setup + configure and build everything
 #   scripts/run.sh test    build + run all tests in a fresh Wine prefix
 #   scripts/run.sh demo    build + run the demo in a fresh Wine prefix
+#   scripts/run.sh bench   build + run every benchmark in a fresh Wine prefix and print one table:
+#                          each figure, its floor or reference measured in the same run, the ratio
 #   scripts/run.sh view LOG
 #                          build + open LOG in TARV64's log viewer: on the display in $DISPLAY when
 #                          there is one; otherwise under Xvfb, writing a screenshot PNG of the viewer
@@ -201,6 +203,36 @@ run_demo() {
   bash "$REPO/scripts/demo.sh" "$BUILD"
 }
 
+# Each benchmark prints its own detail (kept in build/bench-results/NAME.txt) and rows
+# "@row|figure|value|floor|floor value|ratio" (bench/table.h), gathered here into one table.
+BENCHMARKS="log/log_bench proxy_call_bench proxy_bench viewer/viewer_bench"
+run_bench() {
+  build
+  prefix_start
+  local out=$BUILD/bench-results
+  rm -rf "$out"
+  mkdir -p "$out"
+  local failed=0
+  for b in $BENCHMARKS; do
+    local name; name=$(basename "$b")
+    log "running $name"
+    if ! wine "$BUILD/bench/$b.exe" </dev/null >"$out/$name.txt" 2>"$out/$name.err"; then
+      echo "$name failed; its output: $out/$name.txt, $out/$name.err" >&2
+      failed=1
+    fi
+  done
+  {
+    printf '%s|%s|%s|%s|%s\n' "figure" "value" "floor or reference (same run)" "its value" "ratio"
+    for b in $BENCHMARKS; do
+      grep -h '^@row|' "$out/$(basename "$b").txt" | cut -d'|' -f2- || true
+    done
+  } | tr -d '\r' | awk -F'|' '{ for (i = 1; i <= NF; i++) { cell[NR, i] = $i; if (length($i) > w[i]) w[i] = length($i) } n = NF }
+      END { for (r = 1; r <= NR; r++) { line = ""; for (i = 1; i <= n; i++) line = line sprintf("%-*s  ", w[i], cell[r, i]); sub(/ +$/, "", line); print line } }' \
+    | tee "$out/table.txt"
+  echo "details: $out/"
+  return $failed
+}
+
 # --- the log viewer -------------------------------------------------------------------------------
 # A prefix of its own, kept between runs, drawing with Wine's X11 driver (the test prefix draws with
 # the null driver). Its wineserver lives only for one run, since it holds on to the display it
@@ -289,7 +321,7 @@ run_manager() {
   mkdir -p "$out"
   log "registering the sample components and TARV64"
   wine "$BUILD/tests/support/tarv_testreg.exe" --typelib "$(winpath "$BUILD/idl/capeopen.tlb")" \
-    --server "$(winpath "$BUILD/tests/kit/tarvkit.dll")" </dev/null >"$out/register.txt" 2>&1 ||
+    --server "$(winpath "$BUILD/samples/dll/tarvsamples.dll")" </dev/null >"$out/register.txt" 2>&1 ||
     { cat "$out/register.txt"; exit 1; }
   wine "$BUILD/src/host/TARV64.exe" /RegServer </dev/null >"$out/regserver.txt" 2>&1 ||
     { echo "TARV64 /RegServer failed" >&2; exit 1; }
@@ -316,7 +348,8 @@ case "${1:-}" in
   build) build ;;
   test)  shift; run_tests "$@" ;;
   demo)  run_demo ;;
+  bench) run_bench ;;
   view)  shift; run_view "$@" ;;
   manager) run_manager ;;
-  *) echo "usage: $0 setup|build|test|demo|view LOG|manager" >&2; exit 2 ;;
+  *) echo "usage: $0 setup|build|test|demo|bench|view LOG|manager" >&2; exit 2 ;;
 esac

@@ -2,6 +2,7 @@
 // elements), written by CallLog into a real log file, against the floor of writing the same bytes
 // with one unbuffered WriteFile per record (each flush of the writer is one record), plus, for the
 // large array, the time of formatting its numbers.
+#include "bench/table.h"
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "log/call_log.h"
@@ -147,7 +148,7 @@ struct Figures {
 
 // One func through the writer against its floor: one WriteFile per record the writer flushes (it
 // flushes each record), plus, for a func with many values, the time of formatting them.
-Figures measure(const char* title, int elements, int iterations, bool withFormatting)
+Figures measure(const char* title, const char* row, int elements, int iterations, bool withFormatting)
 {
     const Func func(elements);
     const std::string logPath = tempFile("tarv-log-bench.tlg");
@@ -187,6 +188,8 @@ Figures measure(const char* title, int elements, int iterations, bool withFormat
     else
         std::printf("  floor: one WriteFile per record\n");
     std::printf("  floor                                   %10.2f us   ratio %.2f\n", f.floor, f.ratio);
+    bench::tableRow(row, f.writer, "us", withFormatting ? "formatting + one WriteFile per record" : "one WriteFile per record",
+                    f.floor);
 
     DeleteFileA(logPath.c_str());
     DeleteFileA(floorPath.c_str());
@@ -242,8 +245,8 @@ int main()
 {
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     formattingCost();
-    measure("func with a string, a double and 10 doubles", 10, 4000, false);
-    measure("func with a string, a double and 10,000 doubles", 10000, 40, true);
+    measure("func with a string, a double and 10 doubles", "call log: func with 10 doubles", 10, 4000, false);
+    measure("func with a string, a double and 10,000 doubles", "call log: func with 10,000 doubles", 10000, 40, true);
     longStrings();
     CoUninitialize();
     return 0;

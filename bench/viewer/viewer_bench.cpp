@@ -3,10 +3,12 @@
 // Each phase runs in a process of its own, so that its peak working set is its own:
 //   floor   a bare xmlTextReader pass over the file, opened as the reader opens it
 //   walk    the reader's walk into a sink that keeps nothing
-//   tree    the walk into a tree control alone (hidden window, redrawing off)
+//   tree    the walk into a tree control alone (hidden window, redrawing off), then the text of
+//           every item read once in tree order: the floor of a search over all items
 //   list    the walk into a list control alone
 //   viewer  the viewer itself, from openLogViewer until its window shows with the tree filled,
 //           then one search over all items that finds nothing (until its message box appears)
+//   check   the log checker's reading and its text report, as `tarvlog check` does them
 // The table gives seconds, MiB/s, the ratio of each speed to the floor's, and the peak working set
 // above the process's own at start. Nothing is asserted.
 //
@@ -15,8 +17,11 @@
 // would take far longer than building it, and is no part of opening a log.
 #include "viewer/sample_log.h"
 
+#include "bench/table.h"
+
 #include "host/module.h"
 #include "support/process.h"
+#include "viewer/log_check.h"
 #include "viewer/log_reader.h"
 #include "viewer/view_log_dlg.h"
 #include "viewer_ids.h"
@@ -68,13 +73,20 @@ double fileMiB(const std::string& path)
     return static_cast<double>((static_cast<uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow) / (1024.0 * 1024.0);
 }
 
+// Searches are timed on the smaller log only: Wine's tree control finds each item it is asked about
+// by walking an array of all items, so reading every item of a tree of millions takes hours there.
+bool searched(const std::string& path)
+{
+    return fileMiB(path) < 20;
+}
+
 struct Result {
     double seconds = 0;
     double peak = 0;        // MiB above the process at start
     double start = 0;       // MiB of the process at start
     long items = 0;
     long rows = 0;
-    double search = 0;      // viewer: one search that finds nothing
+    double search = 0;      // viewer: one search that finds nothing; tree: every item's text read
 };
 
 // What the floor does: the same descriptor, options and reader, and nothing with the nodes.
@@ -133,6 +145,25 @@ private:
     HWND list_;
 };
 
+// Reads every item's text in tree order, as any search over all items must, and looks for a text
+// that no item holds.
+long readAllItems(HWND tree, HTREEITEM item)
+{
+    long seen = 0;
+    char text[4096];
+    for (; item; item = reinterpret_cast<HTREEITEM>(SendMessageA(tree, TVM_GETNEXTITEM, TVGN_NEXT, reinterpret_cast<LPARAM>(item)))) {
+        TVITEMA it{};
+        it.mask = TVIF_TEXT;
+        it.hItem = item;
+        it.pszText = text;
+        it.cchTextMax = sizeof text;
+        SendMessageA(tree, TVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it));
+        seen += std::strstr(text, "a text that no record holds") == nullptr;
+        seen += readAllItems(tree, reinterpret_cast<HTREEITEM>(SendMessageA(tree, TVM_GETNEXTITEM, TVGN_CHILD, reinterpret_cast<LPARAM>(item))));
+    }
+    return seen;
+}
+
 Result walkInto(const std::string& path, bool tree, bool list)
 {
     HWND window = CreateWindowExA(0, "STATIC", "", WS_POPUP, 0, 0, 800, 600, nullptr, nullptr, nullptr, nullptr);
@@ -157,6 +188,11 @@ Result walkInto(const std::string& path, bool tree, bool list)
     r.seconds = seconds() - start;
     r.items = sink.items;
     r.rows = sink.rows;
+    if (treeControl && searched(path)) {
+        start = seconds();
+        readAllItems(treeControl, reinterpret_cast<HTREEITEM>(SendMessageA(treeControl, TVM_GETNEXTITEM, TVGN_ROOT, 0)));
+        r.search = seconds() - start;
+    }
     return r;
 }
 
@@ -173,6 +209,18 @@ double whenShown(const char* caption, HWND* found, bool visible)
     }
 }
 
+Result checkPass(const std::string& path)
+{
+    Result r;
+    const double start = seconds();
+    const tarv::LogReport report = tarv::readLogReport(path, false);
+    const std::string text = tarv::textReport(report, tarv::CheckOptions{}, true);
+    r.seconds = seconds() - start;
+    r.items = report.records;
+    r.rows = report.errors + report.warnings;
+    return r;
+}
+
 Result viewerPass(const std::string& path)
 {
     tarv::createSharedImageList(GetModuleHandleA(nullptr));
@@ -186,6 +234,7 @@ Result viewerPass(const std::string& path)
     r.items = static_cast<long>(SendMessageA(tree, TVM_GETCOUNT, 0, 0));
     r.rows = static_cast<long>(SendMessageA(GetDlgItem(window, IDC_ERROR_LIST), LVM_GETITEMCOUNT, 0, 0));
     r.peak = peakMiB();
+    if (!searched(path)) return r;
 
     auto* viewer = reinterpret_cast<tarv::CViewLogDlg*>(GetWindowLongPtrA(window, DWLP_USER));
     viewer->searchText = "a text that no record holds";
@@ -206,6 +255,7 @@ int child(const std::string& phase, const std::string& path, const std::string& 
     else if (phase == "tree") r = walkInto(path, true, false);
     else if (phase == "list") r = walkInto(path, false, true);
     else if (phase == "viewer") r = viewerPass(path);
+    else if (phase == "check") r = checkPass(path);
     if (phase != "viewer") r.peak = peakMiB();
     {
         std::ofstream out(resultFile);
@@ -273,7 +323,17 @@ int main(int argc, char** argv)
         line("walk into the list only", list);
         Result viewer = runPhase("viewer", path);
         line("viewer: open until the tree is filled", viewer);
-        std::printf("  one search over all %ld items, nothing found: %.2f s\n", viewer.items, viewer.search);
+        Result check = runPhase("check", path);
+        line("tarvlog check (reading and report)", check);
+        if (searched(path))
+            std::printf("  one search over all %ld items, nothing found: %.2f s (each item's text read once: %.2f s)\n",
+                        viewer.items, viewer.search, tree.search);
+        const std::string sized = std::to_string(static_cast<int>(mib + 0.5)) + " MiB log";
+        bench::tableRow(("viewer opens a " + sized).c_str(), viewer.seconds, "s", "bare xmlTextReader pass", floor.seconds);
+        bench::tableRow(("tarvlog check of a " + sized).c_str(), check.seconds, "s", "bare xmlTextReader pass", floor.seconds);
+        if (searched(path))
+            bench::tableRow(("search over all items of a " + sized).c_str(), viewer.search, "s",
+                            "each item's text read once", tree.search);
         std::printf("  (peak: working set above the process at start, which was %.1f MiB)\n", floor.start);
         std::printf("  where the viewer's time goes: parser %.2f s, walk %.2f s, tree insertion %.2f s, "
                     "list %.2f s, rest (window, progress, sizing) %.2f s\n",

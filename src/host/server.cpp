@@ -5,7 +5,9 @@
 #include "host/module.h"
 #include "host/registrar.h"
 #include "packages/package_store.h"
+#include "params/parameter_collection.h"
 #include "tarvlib.h"
+#include "thermo/simulation_context.h"
 
 #include <commctrl.h>
 #include <ole2.h>
@@ -169,6 +171,9 @@ bool initialiseModule()
     InitCommonControlsEx(&icc);
     m.options = ServerOptions{};
     loadOptions(m.options);
+    // The proxies that exposed objects make of contexts and parameter collections.
+    registerThermoProxyFactories();
+    registerParameterProxyFactories();
     return g_comReady;
 }
 

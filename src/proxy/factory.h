@@ -13,12 +13,17 @@ inline void destroyUnfinishedProxy(CapeOpenBase* proxy)
     proxy->releaseImpl();
 }
 
+template <class C>
+void noFurtherStep(C&)
+{}
+
 // The factory steps shared by all proxy factories. `configure` sets the class's own values
-// (material version, direction) before the foreign object is attached. Returns the proxy's
+// (material version, direction) before the foreign object is attached; `complete` is a class's
+// own last step on the finished proxy, which may call the foreign object. Returns the proxy's
 // IDispatch with the one reference that passes to the caller.
-template <class C, class Configure>
+template <class C, class Configure, class Complete = void (*)(C&)>
 ComPtr<IDispatch> createProxy(IUnknown* foreign, CallLog* log, ExposedObjectBase* owner, int readOnly,
-                              Configure&& configure)
+                              Configure&& configure, Complete complete = &noFurtherStep<C>)
 {
     C* proxy = new C();
     // Asking the foreign object for its name may fault; the unfinished proxy then goes again,
@@ -30,6 +35,7 @@ ComPtr<IDispatch> createProxy(IUnknown* foreign, CallLog* log, ExposedObjectBase
     proxy->setOwner(owner);
     proxy->setReadOnly(readOnly);
     if (owner) owner->addChild(proxy);
+    complete(*proxy);
     ComPtr<IDispatch> result;
     proxy->QueryInterface(IID_IDispatch, result.putVoid());
     return result;
@@ -67,17 +73,23 @@ struct HandedOut {
     }
 };
 
+// What the record of a wrapped out-argument shows: what the caller receives (the proxy), or the
+// foreign object's own pointer, logged before it is wrapped.
+enum class ResultShown { Received, Foreign };
+
 // Step of a method whose foreign call returns an interface: the call fills a local (slot()), and
 // after a success a non-null result reaches the caller as a proxy made by `make`, the foreign
 // reference going with the local; a null result gives null. The out-argument is logged as the
-// caller receives it. After a failure the caller's location is set to null, or left alone.
-// Without a log no proxy is made: the caller gets the foreign result as it came.
+// caller receives it, or as the foreign object gave it. After a failure the caller's location is
+// set to null, or left alone. Without a log no proxy is made: the caller gets the foreign result
+// as it came.
 template <class Make>
 struct WrapResult {
     const char* name;
     IDispatch** out;
     Make make;
     bool nullOnFailure = true;
+    ResultShown shown = ResultShown::Received;
     ComPtr<IDispatch> local{};
     HandedOut handed{};
 
@@ -92,14 +104,28 @@ struct WrapResult {
             if (nullOnFailure) *out = nullptr;
             return;
         }
+        if (shown == ResultShown::Received) wrap();
+    }
+    void after(ProxyCall& c)
+    {
+        if (shown == ResultShown::Received) {
+            c.log->argInterface(name, 0, *out);
+            return;
+        }
+        c.log->argInterface(name, 0, local.get());
+        wrap();
+    }
+    void onFault(ProxyCall&) { handed.takeBack(); }
+
+private:
+    void wrap()
+    {
         *out = local ? handed.hand(out, make(local.get())) : nullptr;
         local.reset();
     }
-    void after(ProxyCall& c) const { c.log->argInterface(name, 0, *out); }
-    void onFault(ProxyCall&) { handed.takeBack(); }
 };
 
 template <class Make>
-WrapResult(const char*, IDispatch**, Make, bool = true) -> WrapResult<Make>;
+WrapResult(const char*, IDispatch**, Make, bool = true, ResultShown = ResultShown::Received) -> WrapResult<Make>;
 
 } // namespace tarv

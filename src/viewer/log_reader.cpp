@@ -99,6 +99,7 @@ private:
     bool progress_ = false;
     int64_t fileLength_ = 0;
     int lastPercent_ = 0;
+    bool rootSeen_ = false;
 };
 
 int32_t Walk::run()
@@ -146,6 +147,10 @@ int32_t Walk::run()
 void Walk::startElement()
 {
     const xmlChar* name = xmlTextReaderConstName(reader_);
+    if (name && !rootSeen_) {
+        rootSeen_ = true;
+        sink_.documentElement(reinterpret_cast<const char*>(name));
+    }
     if (!name || named(name, kRoot)) return;
     if (pendingOpen_) insertPending(true);
     describe(name);

@@ -47,6 +47,9 @@ public:
     // Adds a row at the end of the error list, linked to the item of the same record.
     virtual void addListRow(const std::string& text, int image, Item item) = 0;
     virtual void report(const LogReaderMessage& message) = 0;
+    // The name of the document's outermost element, once, before anything inside it; a log's is
+    // "tarvlogdocument". The viewer shows any document; a checker tells a log from other XML.
+    virtual void documentElement(const char* /*name*/) {}
 
     // A file above 50000 bytes shows its progress: begun hidden before the reader exists, shown
     // once it does, set at end tags to whole percentages that only grow, ended after the parse.

@@ -1,14 +1,14 @@
 #pragma once
 // Shared pieces of the thermo proxies' tests: kit materials of both generations and the proxies
-// over them, a leak check, the checks a log records, and calls of any method as the registered
-// CAPE-OPEN type library describes it, through the vtable or by name.
+// over them, and the checks a log records. The leak check and the calls described by the type
+// library are the proxy tests' own (support/proxy_harness.h).
 #include "kit/kit.h"
 #include "support/log_capture.h"
+#include "support/proxy_harness.h"
 #include "thermo/material_object.h"
 #include "thermo/material_template.h"
 #include "thermo/simulation_context.h"
 
-#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -16,6 +16,13 @@ namespace thermotest {
 
 using kit::Object;
 using tarv::ComPtr;
+using testsupport::Call;
+using testsupport::Method;
+using testsupport::methodsOf;
+using testsupport::NoLeaks;
+using testsupport::Param;
+using testsupport::serverLocks;
+using testsupport::withoutAddresses;
 
 // --- Kit objects and proxies ---------------------------------------------------------------------
 
@@ -44,30 +51,9 @@ struct ProxyClassInfo {
 };
 const std::vector<ProxyClassInfo>& proxyClasses();
 
-// The server's lock count (every proxy holds one).
-ULONG serverLocks();
-
-// Checks at scope exit that the given kit objects are back to the reference counts they had when
-// it was made, and that every proxy made meanwhile is gone. Make it after the kit objects (and
-// their scripts) and before any proxy.
-class NoLeaks {
-public:
-    NoLeaks(std::initializer_list<Object*> objects);
-    ~NoLeaks();
-    NoLeaks(const NoLeaks&) = delete;
-    NoLeaks& operator=(const NoLeaks&) = delete;
-
-private:
-    std::vector<std::pair<ComPtr<Object>, ULONG>> baseline_;
-    ULONG locks_;
-};
-
 // A package in front of a kit object, made as the server's resolution makes it: the owner of the
 // proxies made on its behalf.
-struct Package {
-    ComPtr<IDispatch> dispatch;
-    tarv::ExposedObjectBase* exposed;
-};
+using Package = testsupport::Exposed;
 Package exposePackage11(Object* real, tarv::CallLog* log, const char* name = "Package");
 Package exposePackage10(Object* real, tarv::CallLog* log, const char* name = "Package");
 
@@ -84,58 +70,10 @@ std::vector<Item> parseRecords(const std::string& records);
 // The checks among some records as tokens: VER10 and VER11 for the wrong thermo version,
 // NOTEXPOSED, other records in brackets.
 std::string checksOf(const std::string& records);
-// The records with the addresses of logged interfaces taken out.
-std::string withoutAddresses(std::string records);
 
 // --- Calls described by the type library ---------------------------------------------------------
 
-struct Param {
-    VARTYPE vt;        // VT_BSTR, VT_R8, VT_INT, VT_VARIANT, VT_BOOL, VT_I4, VT_DISPATCH
-    bool byRef;        // passed as a pointer
-    bool out;
-    bool retval;
-};
-
-struct Method {
-    IID iid;
-    std::string qualified;   // "Interface::Method" as logs and kit calls name it (get_X for properties)
-    std::wstring dispName;   // the name GetIDsOfNames knows
-    INVOKEKIND kind;
-    SHORT vtableOffset;
-    std::vector<Param> params;
-};
-
-// The methods of one interface of the registered CAPE-OPEN 1.1 library, in slot order.
-std::vector<Method> methodsOf(REFIID iid);
+// A method of the thermo proxies' interfaces or of ICapeIdentification by its qualified name.
 const Method& findMethod(const std::string& qualified);
-
-// The arguments of a call: strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"},
-// n the position, flags 15; out-arguments start empty (null, zero, VT_EMPTY).
-class Call {
-public:
-    explicit Call(const Method& method);
-    ~Call();
-    Call(const Call&) = delete;
-    Call& operator=(const Call&) = delete;
-
-    // Through the vtable slot of `facet` (DispCallFunc), or by name through `facet`'s IDispatch.
-    HRESULT byVtable(IUnknown* facet);
-    HRESULT byName(IDispatch* facet);
-
-private:
-    struct Slot {
-        Param param;
-        VARIANT value{};   // by-value in-arguments
-        VARIANT outVariant{};
-        BSTR outString = nullptr;
-        LONG outLong = 0;
-        VARIANT_BOOL outBool = VARIANT_FALSE;
-        double outDouble = 0;
-        IDispatch* outDispatch = nullptr;
-        void* storage();
-    };
-    const Method& method_;
-    std::vector<Slot> slots_;
-};
 
 } // namespace thermotest

@@ -3,6 +3,7 @@
 // do, and a package manager whose Initialize changes the server's list of exported packages
 // under the server's feet.
 #include "kit/classes.h"
+#include "ideal/component.h"
 #include "kit/kit.h"
 
 #include "com/bstr.h"
@@ -13,6 +14,8 @@
 #include <string>
 
 namespace kit {
+
+namespace ideal = samples::ideal;
 namespace {
 
 using tarv::ComPtr;
@@ -71,6 +74,9 @@ HRESULT resultLie(BSTR lie, VARIANT* value)
     } else if (is(lie, kLieLocks)) {
         value->vt = VT_I4;
         value->lVal = serverLocks();
+    } else if (is(lie, kLieLiveObjects)) {
+        value->vt = VT_I4;
+        value->lVal = Object::liveCount() + ideal::liveComponents();
     } else {
         value->vt = VT_BSTR;
         value->bstrVal = SysAllocString(lie ? lie : L"");
