@@ -5,6 +5,7 @@
 #include "kit/ideal/package10.h"
 #include "kit/ideal/package11.h"
 #include "kit/kit.h"
+#include "reaction/package.h"
 
 namespace kit {
 
@@ -74,6 +75,17 @@ HRESULT createThermoSystem(REFIID iid, void** out)
     return ideal::createAndQuery<ideal::ThermoSystem10>(iid, out, kContainers[4].name, kContainers[4].behaviour);
 }
 
+HRESULT createReactionPackage(REFIID iid, void** out)
+{
+    return ideal::createAndQuery<samples::reaction::KineticPackage10>(iid, out,
+                                                                     samples::reaction::reactionSets().front());
+}
+
+HRESULT createReactionPackageManager(REFIID iid, void** out)
+{
+    return ideal::createAndQuery<samples::reaction::ReactionPackageManager>(iid, out);
+}
+
 HRESULT createLiarPackage(REFIID iid, void** out) { return createWith(&makeLiarPackage, iid, out); }
 HRESULT createReloadingManager(REFIID iid, void** out) { return createWith(&makeReloadingManager, iid, out); }
 
@@ -104,6 +116,15 @@ const std::vector<ClassRow>& classTable()
         {CLSID_Package10, kPackage10ProgId, L"TARVKit Package 1.0", L"Apartment",
          {component, CATID_CapeThermoPropertyPackage}, &createPackage10,
          {L"TARVKit Package 1.0", L"Ideal-mixture property package: n-pentane, n-hexane, n-heptane", L"1.0", L"1.0",
+          kVendor, kAbout}},
+        {CLSID_ReactionPackage, kReactionPackageProgId, L"TARVKit Reaction Package", L"Apartment",
+         {component, CATID_CapeReactionsPackage}, &createReactionPackage,
+         {L"TARVKit Reaction Package", L"Power-law reaction package: toluene disproportionation", L"1.0", L"1.0",
+          kVendor, kAbout}},
+        {CLSID_ReactionPackageManager, kReactionPackageManagerProgId, L"TARVKit Reaction Package Manager",
+         L"Apartment", {component, CATID_CapeReactionsPackageManager}, &createReactionPackageManager,
+         {L"TARVKit Reaction Package Manager",
+          L"Power-law reaction packages: Toluene Disproportionation, Hexane Disproportionation", L"1.0", L"1.0",
           kVendor, kAbout}},
         {CLSID_ManagerFailingInit, kManagerFailingInitProgId, L"TARVKit Manager Failing Init", L"Apartment",
          {component, manager11}, &createManager<1>,
