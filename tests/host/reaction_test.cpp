@@ -43,7 +43,6 @@ std::vector<double> expectedRates()
 
 struct Road {
     std::vector<double> rates;
-    bool parametersWrapped = false;
     LONG parameterCount = 0;
     HRESULT nullMaterial = S_OK;
 };
@@ -83,7 +82,6 @@ Road runRoad(IDispatch* package)
 
     ComPtr<IDispatch> parameters;
     EXPECT_EQ(chemistry->GetReactionParameters(Bstr(reactions[0]).get(), parameters.put()), S_OK);
-    road.parametersWrapped = static_cast<bool>(parameters.query<IOriginalObject64>());
     EXPECT_EQ(parameters.query<ICapeCollection>()->Count(&road.parameterCount), S_OK);
 
     road.nullMaterial = ComPtr<IDispatch>(package).query<ICapeThermoMaterialContext>()->SetMaterial(nullptr);
@@ -150,7 +148,8 @@ TEST_F(ExportTest, AReactionPackagesCallsBackToTheGasAndTheReactionObjectAreLogg
     // Terminate let the package go of both proxies: none is left at the end.
     EXPECT_EQ(log.find("is not released at final release"), std::string::npos) << log;
 
-    EXPECT_TRUE(logged.parametersWrapped);
+    // The parameters came through a collection proxy, whose calls are the simulator's.
+    EXPECT_NE(log.find("<func name=\"ICapeCollection::Count\" direc=\"in\" object=\"Parameters\">"), std::string::npos);
     EXPECT_EQ(logged.parameterCount, 2);
     // The sample refuses a null material the 1.1 way; its status reaches the simulator.
     EXPECT_EQ(logged.nullMaterial, kCapeInvalidArgument);
@@ -169,7 +168,6 @@ TEST_F(ExportTest, AReactionPackagesCallsBackToTheGasAndTheReactionObjectAreLogg
         unlogged = runRoad(package.get());
     }
     EXPECT_EQ(unlogged.rates, logged.rates);
-    EXPECT_FALSE(unlogged.parametersWrapped);
     EXPECT_EQ(unlogged.parameterCount, 2);
     ASSERT_TRUE(waitForServerExit());
     EXPECT_EQ(logFiles().size(), 1u);
