@@ -723,7 +723,7 @@ void runReactions(const Options& o)
                     narrow(r.concBasis).c_str(), narrow(r.baseReactant).c_str());
     std::printf("Gas:        T = %g K, P = %g Pa\n", o.temperature, o.pressure);
     for (size_t i = 0; i < compounds.size(); ++i) printRow("y " + narrow(compounds[i]), {fmt("%.6f", z[i])});
-    printRow("", {"Rate constant", "Rate [mol/(m3 s)]"});
+    printRow("", {"Rate constant", "r, mol/(m3 s)"});
     std::vector<double> production(compounds.size(), 0.0);
     for (const ReactionInfo& r : reactions) {
         auto k = reactionObject->value(L"rateConstant", r.phase, L"mole", r.id);
