@@ -24,7 +24,7 @@ run() { # run <output file> <windows program> [args...]: Wine's output goes to a
 
 echo "== registering the CAPE-OPEN type library and the sample components"
 run "$OUT/register.txt" "$BUILD/tests/support/tarv_testreg.exe" \
-  --typelib "$(winpath "$BUILD/idl/capeopen.tlb")" --server "$(winpath "$BUILD/tests/kit/tarvkit.dll")" ||
+  --typelib "$(winpath "$BUILD/idl/capeopen.tlb")" --server "$(winpath "$BUILD/samples/dll/tarvsamples.dll")" ||
   { cat "$OUT/register.txt"; exit 1; }
 
 echo "== registering TARV64.exe"
@@ -39,7 +39,7 @@ reg /v AutoLogLocation /t REG_DWORD /d 1
 reg /v PromptOpenLog /t REG_DWORD /d 0
 
 echo "== the sample simulator, through TARV64 out of process"
-if ! run "$OUT/simulator.txt" "$BUILD/tests/sim/tarv_simulator.exe" --package "Ideal Alkanes" \
+if ! run "$OUT/simulator.txt" "$BUILD/samples/simulator/tarv_simulator.exe" --package "Ideal Alkanes" \
     --T 330 --P 101325 --z 0.4,0.35,0.25; then
   cat "$OUT/simulator.txt"
   exit 1

@@ -1,14 +1,14 @@
 #include "reaction/kinetics.h"
 
-#include "kit/ideal/cape_error.h"
-#include "kit/ideal/ideal_model.h"
-#include "kit/ideal/properties.h"
+#include "ideal/cape_error.h"
+#include "ideal/ideal_model.h"
+#include "ideal/properties.h"
 
 #include <cmath>
 
 namespace samples::reaction {
 
-using kit::ideal::kGasConstant;
+using ideal::kGasConstant;
 
 const std::vector<ReactionSet>& reactionSets()
 {
@@ -32,7 +32,7 @@ const std::vector<ReactionSet>& reactionSets()
 const ReactionSet* findReactionSet(const std::wstring& name)
 {
     for (const ReactionSet& s : reactionSets())
-        if (kit::ideal::sameId(s.name, name)) return &s;
+        if (ideal::sameId(s.name, name)) return &s;
     return nullptr;
 }
 
@@ -45,15 +45,15 @@ double reactionRate(const Reaction& r, double temperature, double pressure, cons
                     const std::vector<double>& fractions)
 {
     if (!(temperature > 0) || !(pressure > 0))
-        kit::ideal::raise(kit::ideal::kCapeInvalidArgument, L"Temperature and pressure must be positive");
+        ideal::raise(ideal::kCapeInvalidArgument, L"Temperature and pressure must be positive");
     const double total = pressure / (kGasConstant * temperature);
     double rate = rateConstant(r, temperature);
     for (size_t k = 0; k < r.compounds.size(); ++k) {
         if (r.coefficients[k] >= 0) continue;
         size_t i = 0;
-        while (i < compounds.size() && !kit::ideal::sameId(compounds[i], r.compounds[k])) ++i;
+        while (i < compounds.size() && !ideal::sameId(compounds[i], r.compounds[k])) ++i;
         if (i == compounds.size() || i >= fractions.size())
-            kit::ideal::raise(kit::ideal::kCapeInvalidArgument,
+            ideal::raise(ideal::kCapeInvalidArgument,
                               L"The material carries no " + r.compounds[k] + L", a reactant of " + r.id);
         rate *= std::pow(fractions[i] * total, -r.coefficients[k]);
     }

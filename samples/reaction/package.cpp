@@ -2,14 +2,14 @@
 
 #include "com/bstr.h"
 #include "com/variant.h"
-#include "kit/ideal/compounds.h"
-#include "kit/ideal/parameters.h"
-#include "kit/ideal/properties.h"
+#include "ideal/compounds.h"
+#include "ideal/parameters.h"
+#include "ideal/properties.h"
 
 namespace samples::reaction {
 namespace {
 
-using namespace kit::ideal;
+using namespace ideal;
 
 constexpr const wchar_t* kChemistry = L"ICapeReactionChemistry";
 constexpr const wchar_t* kRoutine = L"ICapeReactionsRoutine";

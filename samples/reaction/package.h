@@ -6,13 +6,13 @@
 // "rateConstant" of the reactions asked for to the reaction object (ICapeReactionProperties,
 // basis "mole"). Each reaction's pre-exponential factor and activation energy are its parameters.
 // Terminate lets go of the material and the reaction object.
-#include "kit/ideal/component.h"
+#include "ideal/component.h"
 #include "reaction/kinetics.h"
 
 namespace samples::reaction {
 
 class KineticPackage10 final
-    : public kit::ideal::CapeComponent<ICapeReactionChemistry, ICapeReactionsRoutine, ICapeKineticReactionContext,
+    : public ideal::CapeComponent<ICapeReactionChemistry, ICapeReactionsRoutine, ICapeKineticReactionContext,
                                        ICapeThermoMaterialContext, ICapeThermoContext10> {
 public:
     explicit KineticPackage10(const ReactionSet& set);
@@ -56,7 +56,7 @@ private:
 };
 
 // The reaction package manager: offers every set of reactionSets().
-class ReactionPackageManager final : public kit::ideal::CapeComponent<ICapeReactionsPackageManager> {
+class ReactionPackageManager final : public ideal::CapeComponent<ICapeReactionsPackageManager> {
 public:
     ReactionPackageManager();
 

@@ -8,7 +8,7 @@
 
 #include "com/variant.h"
 #include "kit/classes.h"
-#include "sim/material.h"
+#include "simulator/material.h"
 #include "support/dialogs.h"
 
 #include <gtest/gtest.h>

@@ -6,8 +6,8 @@
 
 #include "com/variant.h"
 #include "kit/classes.h"
-#include "sim/material.h"
-#include "sim/reaction_object.h"
+#include "simulator/material.h"
+#include "simulator/reaction_object.h"
 #include "support/dialogs.h"
 #include "support/process.h"
 
@@ -208,7 +208,9 @@ TEST_F(ExportTest, ReactionResolutionFailuresTellTheSimulatorWhatWentWrong)
         EXPECT_EQ(errors.interfaceName, L"ICapeReactionsPackageManager");
         EXPECT_EQ(errors.code, 0);
         EXPECT_EQ(keep.wait(c.asked ? 10000 : 1500), c.asked);
-        if (c.asked) EXPECT_EQ(keep.seen()[0].text, toNarrow(c.description) + "\r\nRemove from list of exported packages?");
+        if (c.asked) {
+            EXPECT_EQ(keep.seen()[0].text, toNarrow(c.description) + "\r\nRemove from list of exported packages?");
+        }
     }
     loadPackages();
     EXPECT_EQ(exportedPackages().size(), 4u);

@@ -101,7 +101,9 @@ TEST(ReactionProxies, ANullMaterialIsReportedInEachClassesWordingAndForwarded)
                                                : "ICapeThermoMaterialContext::SetMaterial"),
                   std::string::npos);
         EXPECT_EQ(testsupport::occurrences(records, "<error "), row.error ? 1u : 0u) << records;
-        if (row.error) EXPECT_NE(records.find(std::string("<error value=\"") + row.error + "\"/>"), std::string::npos);
+        if (row.error) {
+            EXPECT_NE(records.find(std::string("<error value=\"") + row.error + "\"/>"), std::string::npos);
+        }
     }
 }
 

@@ -1,10 +1,10 @@
 // The ideal-mixture model against a flash worked out by hand from the Antoine data (independently
 // of this code), and the balances every flash must satisfy.
-#include "kit/ideal/ideal_model.h"
+#include "ideal/ideal_model.h"
 
 #include <gtest/gtest.h>
 
-using namespace kit::ideal;
+using namespace samples::ideal;
 
 TEST(IdealModel, TwoPhaseFlashMatchesHandCalculationAndBalances)
 {

@@ -2,14 +2,14 @@
 // a flash checked by hand.
 #include "com/bstr.h"
 #include "com/variant.h"
-#include "kit/ideal/configurations.h"
-#include "kit/ideal/package10.h"
-#include "kit/ideal/package11.h"
-#include "sim/material.h"
+#include "ideal/configurations.h"
+#include "ideal/package10.h"
+#include "ideal/package11.h"
+#include "simulator/material.h"
 
 #include <gtest/gtest.h>
 
-using namespace kit::ideal;
+using namespace samples::ideal;
 using tarv::Bstr;
 using tarv::ComPtr;
 using tarv::Variant;

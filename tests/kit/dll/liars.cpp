@@ -3,7 +3,7 @@
 // do, and a package manager whose Initialize changes the server's list of exported packages
 // under the server's feet.
 #include "kit/classes.h"
-#include "kit/ideal/component.h"
+#include "ideal/component.h"
 #include "kit/kit.h"
 
 #include "com/bstr.h"
@@ -14,6 +14,8 @@
 #include <string>
 
 namespace kit {
+
+namespace ideal = samples::ideal;
 namespace {
 
 using tarv::ComPtr;
