@@ -498,6 +498,16 @@ void run11(const Options& o)
 
 // --- The 1.0 road -------------------------------------------------------------------------------
 
+// A property of the 1.0 material, for all its compounds, as a simulator sets it.
+void setProp10(ICapeThermoMaterialObject* mo, const wchar_t* property, const std::wstring& phase,
+               const wchar_t* basis, const std::vector<double>& values, const std::string& what)
+{
+    const Variant all;
+    check(mo->SetProp(Bstr(property).get(), Bstr(phase).get(), all.get(), Bstr(L"").get(), Bstr(basis).get(),
+                      tarv::makeDoubleArray(values).get()),
+          mo, "setting " + what);
+}
+
 void run10(const Options& o)
 {
     Summary s;
@@ -542,20 +552,11 @@ void run10(const Options& o)
     ICapeThermoMaterialObject* mo = material.get();
     IDispatch* moDispatch = mo;
 
-    const Bstr overall(L"Overall"), none(L""), mole(L"mole");
+    setProp10(mo, L"temperature", L"Overall", L"", {o.temperature}, "the feed temperature");
+    setProp10(mo, L"pressure", L"Overall", L"", {o.pressure}, "the feed pressure");
+    setProp10(mo, L"fraction", L"Overall", L"mole", feedComposition(o, s.compounds.size()), "the feed composition");
+    setProp10(mo, L"totalFlow", L"Overall", L"mole", {o.flow}, "the feed flow");
     Variant all;
-    check(mo->SetProp(Bstr(L"temperature").get(), overall.get(), all.get(), none.get(), none.get(),
-                      tarv::makeDoubleArray({o.temperature}).get()),
-          mo, "setting the feed temperature");
-    check(mo->SetProp(Bstr(L"pressure").get(), overall.get(), all.get(), none.get(), none.get(),
-                      tarv::makeDoubleArray({o.pressure}).get()),
-          mo, "setting the feed pressure");
-    check(mo->SetProp(Bstr(L"fraction").get(), overall.get(), all.get(), none.get(), mole.get(),
-                      tarv::makeDoubleArray(feedComposition(o, s.compounds.size())).get()),
-          mo, "setting the feed composition");
-    check(mo->SetProp(Bstr(L"totalFlow").get(), overall.get(), all.get(), none.get(), mole.get(),
-                      tarv::makeDoubleArray({o.flow}).get()),
-          mo, "setting the feed flow");
 
     check(package->CalcEquilibrium(moDispatch, Bstr(L"TP").get(), all.get()), package.get(), "CalcEquilibrium");
     std::vector<std::wstring> props;
@@ -667,26 +668,15 @@ void runReactions(const Options& o)
     const std::vector<double> z = feedComposition(o, compounds.size());
     ComPtr<sim::Material> material = sim::Material::create(compounds, phases, L"Reactor gas");
     ICapeThermoMaterialObject* mo = material.get();
-    const Bstr overall(L"Overall"), none(L""), mole(L"mole");
-    Variant all;
-    check(mo->SetProp(Bstr(L"temperature").get(), overall.get(), all.get(), none.get(), none.get(),
-                      tarv::makeDoubleArray({o.temperature}).get()),
-          mo, "setting the temperature");
-    check(mo->SetProp(Bstr(L"pressure").get(), overall.get(), all.get(), none.get(), none.get(),
-                      tarv::makeDoubleArray({o.pressure}).get()),
-          mo, "setting the pressure");
-    check(mo->SetProp(Bstr(L"fraction").get(), overall.get(), all.get(), none.get(), mole.get(),
-                      tarv::makeDoubleArray(z).get()),
-          mo, "setting the composition");
+    setProp10(mo, L"temperature", L"Overall", L"", {o.temperature}, "the temperature");
+    setProp10(mo, L"pressure", L"Overall", L"", {o.pressure}, "the pressure");
+    setProp10(mo, L"fraction", L"Overall", L"mole", z, "the composition");
     for (const std::wstring& phase : phases) {
-        const Bstr p(phase);
-        check(mo->SetProp(Bstr(L"phaseFraction").get(), p.get(), all.get(), none.get(), mole.get(),
-                          tarv::makeDoubleArray({1.0 / static_cast<double>(phases.size())}).get()),
-              mo, "setting the phase fraction of " + narrow(phase));
-        check(mo->SetProp(Bstr(L"fraction").get(), p.get(), all.get(), none.get(), mole.get(),
-                          tarv::makeDoubleArray(z).get()),
-              mo, "setting the composition of " + narrow(phase));
+        setProp10(mo, L"phaseFraction", phase, L"mole", {1.0 / static_cast<double>(phases.size())},
+                  "the phase fraction of " + narrow(phase));
+        setProp10(mo, L"fraction", phase, L"mole", z, "the composition of " + narrow(phase));
     }
+    const Bstr mole(L"mole");
 
     // The package gets the reaction object and the material the 1.0 way, and calculates.
     ComPtr<sim::ReactionObject> reactionObject = sim::ReactionObject::create();

@@ -22,6 +22,7 @@ using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
 using testsupport::kCapeUnknown;
 using testsupport::readLog;
+using testsupport::topLevelRecord;
 
 namespace {
 
@@ -89,26 +90,6 @@ Road runRoad(IDispatch* package)
     return road;
 }
 
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> out;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) out.push_back(line);
-    return out;
-}
-
-// The lines of the first top-level record that starts with `opening`, through its end tag.
-std::vector<std::string> record(const std::string& log, const std::string& opening)
-{
-    auto all = lines(log);
-    for (size_t i = 0; i < all.size(); ++i) {
-        if (all[i].rfind(opening, 0) != 0) continue;
-        for (size_t j = i + 1; j < all.size(); ++j)
-            if (all[j] == "</func>") return {all.begin() + static_cast<std::ptrdiff_t>(i), all.begin() + static_cast<std::ptrdiff_t>(j + 1)};
-    }
-    return {};
-}
-
 } // namespace
 
 TEST_F(ExportTest, AReactionPackagesCallsBackToTheGasAndTheReactionObjectAreLoggedInsideTheCalculation)
@@ -129,7 +110,7 @@ TEST_F(ExportTest, AReactionPackagesCallsBackToTheGasAndTheReactionObjectAreLogg
     EXPECT_EQ(testsupport::structureProblem(log), "");
     EXPECT_NE(log.find("<info value=\"Object type: CAPE-OPEN version 1.0 Reaction Package\"/>"), std::string::npos);
 
-    auto calc = record(log, "<func name=\"ICapeReactionsRoutine::CalcReactionProp\" direc=\"in\" "
+    auto calc = topLevelRecord(log, "<func name=\"ICapeReactionsRoutine::CalcReactionProp\" direc=\"in\" "
                             "object=\"Kit/Toluene Disproportionation\">");
     ASSERT_FALSE(calc.empty()) << log;
     std::string nested;
@@ -252,5 +233,5 @@ TEST_F(ExportTest, TheSampleSimulatorGetsItsReactionRatesThroughTheServer)
     EXPECT_NE(printed.find("Packages:   \"Kit/Toluene Disproportionation\""), std::string::npos) << printed;
     ASSERT_TRUE(waitForServerExit());
     ASSERT_EQ(logFiles().size(), 1u);
-    EXPECT_FALSE(record(readLog(logFiles()[0]), "<func name=\"ICapeReactionsRoutine::CalcReactionProp\"").empty());
+    EXPECT_FALSE(topLevelRecord(readLog(logFiles()[0]), "<func name=\"ICapeReactionsRoutine::CalcReactionProp\"").empty());
 }
