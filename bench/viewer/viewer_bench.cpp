@@ -4,7 +4,7 @@
 //   floor   a bare xmlTextReader pass over the file, opened as the reader opens it
 //   walk    the reader's walk into a sink that keeps nothing
 //   tree    the walk into a tree control alone (hidden window, redrawing off), then the text of
-//           every item read once in tree order: the floor of a search over all items
+//           every item read once in tree order: the floor of a search over all items (smaller log)
 //   list    the walk into a list control alone
 //   viewer  the viewer itself, from openLogViewer until its window shows with the tree filled,
 //           then one search over all items that finds nothing (until its message box appears)
@@ -317,8 +317,13 @@ int main(int argc, char** argv)
         line("floor: bare xmlTextReader pass", floor);
         Result walk = runPhase("walk", path);
         line("reader walk, no controls", walk);
-        Result tree = runPhase("tree", path);
-        line("walk into the tree only", tree);
+        // The tree alone is timed on the smaller log only; on the larger one it is what the viewer's
+        // time leaves after the walk and the list (Wine's tree control slows as it fills).
+        Result tree;
+        if (searched(path)) {
+            tree = runPhase("tree", path);
+            line("walk into the tree only", tree);
+        }
         Result list = runPhase("list", path);
         line("walk into the list only", list);
         Result viewer = runPhase("viewer", path);
@@ -335,10 +340,16 @@ int main(int argc, char** argv)
             bench::tableRow(("search over all items of a " + sized).c_str(), viewer.search, "s",
                             "each item's text read once", tree.search);
         std::printf("  (peak: working set above the process at start, which was %.1f MiB)\n", floor.start);
-        std::printf("  where the viewer's time goes: parser %.2f s, walk %.2f s, tree insertion %.2f s, "
-                    "list %.2f s, rest (window, progress, sizing) %.2f s\n",
-                    floor.seconds, walk.seconds - floor.seconds, tree.seconds - walk.seconds,
-                    list.seconds - walk.seconds, viewer.seconds - tree.seconds - list.seconds + walk.seconds);
+        if (searched(path))
+            std::printf("  where the viewer's time goes: parser %.2f s, walk %.2f s, tree insertion %.2f s, "
+                        "list %.2f s, rest (window, progress, sizing) %.2f s\n",
+                        floor.seconds, walk.seconds - floor.seconds, tree.seconds - walk.seconds,
+                        list.seconds - walk.seconds, viewer.seconds - tree.seconds - list.seconds + walk.seconds);
+        else
+            std::printf("  where the viewer's time goes: parser %.2f s, walk %.2f s, list %.2f s, tree insertion "
+                        "with the rest (window, progress, sizing) %.2f s\n",
+                        floor.seconds, walk.seconds - floor.seconds, list.seconds - walk.seconds,
+                        viewer.seconds - list.seconds);
         DeleteFileA(path.c_str());
     }
     return 0;

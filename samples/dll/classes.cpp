@@ -4,6 +4,7 @@
 #include "ideal/managers.h"
 #include "ideal/package10.h"
 #include "ideal/package11.h"
+#include "reaction/package.h"
 
 namespace samples {
 namespace {
@@ -30,8 +31,18 @@ HRESULT createThermoSystem(REFIID iid, void** out)
     return ideal::createAndQuery<ideal::ThermoSystem10>(iid, out, L"TARVKit Thermo System", ideal::ContainerBehaviour{});
 }
 
+HRESULT createReactionPackage(REFIID iid, void** out)
+{
+    return ideal::createAndQuery<reaction::KineticPackage10>(iid, out, reaction::reactionSets().front());
+}
+
+HRESULT createReactionPackageManager(REFIID iid, void** out)
+{
+    return ideal::createAndQuery<reaction::ReactionPackageManager>(iid, out);
+}
+
 constexpr wchar_t kVendor[] = L"http://tarv.invalid/samples";
-constexpr wchar_t kAbout[] = L"Sample components of TARV64: ideal-mixture thermodynamics";
+constexpr wchar_t kAbout[] = L"Sample components of TARV64: ideal-mixture thermodynamics, power-law reactions";
 
 } // namespace
 
@@ -54,6 +65,15 @@ const std::vector<inproc::ClassRow>& classTable()
         {CLSID_Package10, kPackage10ProgId, L"TARVKit Package 1.0", L"Apartment",
          {component, CATID_CapeThermoPropertyPackage}, &createPackage10,
          {L"TARVKit Package 1.0", L"Ideal-mixture property package: n-pentane, n-hexane, n-heptane", L"1.0", L"1.0",
+          kVendor, kAbout}},
+        {CLSID_ReactionPackage, kReactionPackageProgId, L"TARVKit Reaction Package", L"Apartment",
+         {component, CATID_CapeReactionsPackage}, &createReactionPackage,
+         {L"TARVKit Reaction Package", L"Power-law reaction package: toluene disproportionation", L"1.0", L"1.0",
+          kVendor, kAbout}},
+        {CLSID_ReactionPackageManager, kReactionPackageManagerProgId, L"TARVKit Reaction Package Manager",
+         L"Apartment", {component, CATID_CapeReactionsPackageManager}, &createReactionPackageManager,
+         {L"TARVKit Reaction Package Manager",
+          L"Power-law reaction packages: Toluene Disproportionation, Hexane Disproportionation", L"1.0", L"1.0",
           kVendor, kAbout}},
     };
     return rows;

@@ -32,6 +32,20 @@ inline constexpr wchar_t kThermoSystem10ProgId[] = L"TARVKit.ThermoSystem10";
 inline constexpr CLSID CLSID_Package10 = {0xDF4A99ED, 0x9950, 0x4A90, {0xBD, 0x93, 0x0B, 0x3C, 0x89, 0xC6, 0x86, 0x95}};
 inline constexpr wchar_t kPackage10ProgId[] = L"TARVKit.Package10";
 
+// Power-law reaction packages (samples/reaction): "Toluene Disproportionation" and "Hexane
+// Disproportionation", gas-phase, CAPE-OPEN 1.0.
+
+// TARVKit.ReactionPackage: stand-alone reaction package "Toluene Disproportionation".
+// {F3730141-3E64-4D25-B105-E0DD5E705925}
+inline constexpr CLSID CLSID_ReactionPackage = {0xF3730141, 0x3E64, 0x4D25, {0xB1, 0x05, 0xE0, 0xDD, 0x5E, 0x70, 0x59, 0x25}};
+inline constexpr wchar_t kReactionPackageProgId[] = L"TARVKit.ReactionPackage";
+
+// TARVKit.ReactionPackageManager: reaction package manager offering both; an unknown name fails
+// with ECapeInvalidArgument.
+// {BCFAF3C5-997E-4B36-BE51-B84A7D4381EC}
+inline constexpr CLSID CLSID_ReactionPackageManager = {0xBCFAF3C5, 0x997E, 0x4B36, {0xBE, 0x51, 0xB8, 0x4A, 0x7D, 0x43, 0x81, 0xEC}};
+inline constexpr wchar_t kReactionPackageManagerProgId[] = L"TARVKit.ReactionPackageManager";
+
 const std::vector<inproc::ClassRow>& classTable();
 
 } // namespace samples

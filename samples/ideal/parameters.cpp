@@ -330,8 +330,8 @@ public:
         tarv::ComPtr<IDispatch> parameter;
     };
 
-    explicit ParameterCollection(std::vector<Entry> entries)
-        : CapeObject(L"Parameters", L"Settings of the ideal property package"), entries_(std::move(entries))
+    ParameterCollection(std::wstring description, std::vector<Entry> entries)
+        : CapeObject(L"Parameters", std::move(description)), entries_(std::move(entries))
     {}
 
     HRESULT STDMETHODCALLTYPE Item(VARIANT id, IDispatch** item) override
@@ -353,14 +353,14 @@ private:
             const std::wstring name = text(id.vt == VT_BSTR ? id.bstrVal : *id.pbstrVal);
             for (const Entry& e : entries_)
                 if (sameId(e.name, name)) return e;
-            raise(kCapeInvalidArgument, L"The package has no parameter \"" + name + L"\"");
+            raise(kCapeInvalidArgument, L"There is no parameter \"" + name + L"\"");
         }
         VARIANT c;
         VariantInit(&c);
         if (FAILED(VariantChangeType(&c, const_cast<VARIANT*>(&id), 0, VT_I4)))
             raise(kCapeInvalidArgument, L"A parameter is chosen by its name or its position from 1");
         if (c.lVal < 1 || c.lVal > static_cast<LONG>(entries_.size()))
-            raise(kCapeInvalidArgument, L"There is no parameter " + std::to_wstring(c.lVal) + L"; the package has " +
+            raise(kCapeInvalidArgument, L"There is no parameter " + std::to_wstring(c.lVal) + L"; there are " +
                                             std::to_wstring(entries_.size()));
         return entries_[static_cast<size_t>(c.lVal - 1)];
     }
@@ -407,7 +407,21 @@ tarv::ComPtr<IDispatch> makeParameterCollection(std::shared_ptr<ModelSettings> s
         L"Normalise compositions", L"Scale compositions to a sum of one; when off, one that does not sum to one is refused",
         [s] { return s->normaliseCompositions; }, [s](bool v) { s->normaliseCompositions = v; }, true));
     tarv::ComPtr<IDispatch> collection;
-    createAndQuery<ParameterCollection>(IID_IDispatch, collection.putVoid(), std::move(entries));
+    createAndQuery<ParameterCollection>(IID_IDispatch, collection.putVoid(), std::wstring(L"Settings of the ideal property package"),
+                                        std::move(entries));
+    return collection;
+}
+
+tarv::ComPtr<IDispatch> makeRealParameterCollection(std::wstring description,
+                                                    std::vector<RealParameterDefinition> parameters)
+{
+    std::vector<ParameterCollection::Entry> entries;
+    for (RealParameterDefinition& p : parameters)
+        entries.push_back(entry<RealParameter>(std::move(p.name), std::move(p.description), std::move(p.read),
+                                               std::move(p.write), p.defaultValue, p.lower, p.upper, std::move(p.unit),
+                                               std::move(p.dimensionality)));
+    tarv::ComPtr<IDispatch> collection;
+    createAndQuery<ParameterCollection>(IID_IDispatch, collection.putVoid(), std::move(description), std::move(entries));
     return collection;
 }
 

@@ -19,13 +19,34 @@
 #include <windows.h>
 #include <ole2.h>
 
+#include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace samples::ideal {
 
 // The package's parameter collection, "Parameters": Item by name (ignoring case) or by position
 // from 1, and Count.
 tarv::ComPtr<IDispatch> makeParameterCollection(std::shared_ptr<ModelSettings> settings);
+
+// A real-valued input parameter of another component, its own specification like those above,
+// reading and writing its value through `read` and `write`.
+struct RealParameterDefinition {
+    std::wstring name;
+    std::wstring description;
+    std::function<double()> read;
+    std::function<void(double)> write;
+    double defaultValue;
+    double lower;
+    double upper;
+    std::wstring unit;
+    std::vector<double> dimensionality;   // exponents of m, kg, s, A, K, mol, cd and rad
+};
+
+// A collection "Parameters" of such parameters, in the order given.
+tarv::ComPtr<IDispatch> makeRealParameterCollection(std::wstring description,
+                                                    std::vector<RealParameterDefinition> parameters);
 
 // The settings of one package and the parameters that set them.
 struct PackageParameters {

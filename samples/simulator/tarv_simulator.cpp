@@ -1,11 +1,15 @@
 // tarv_simulator: a small CAPE-OPEN simulator. It drives a property package manager (1.1) or a
 // thermo system (1.0) the way a process simulator does: lists the packages, takes one, gives it
 // the simulator's own material, runs a TP flash and the properties of the phases found, prints
-// a summary and releases everything.
+// a summary and releases everything. With --reactions it drives a reaction package manager
+// instead: takes a reaction package, reads its chemistry, gives it a gas of the reactions'
+// compounds at T, P and composition z and a reaction object of its own, and prints the rates.
 //
 //   tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] [--package <name>]
 //                  [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <vapour fraction>]
 //                  [--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]
+//   tarv_simulator --reactions [--manager <ProgID|{CLSID}>] [--package <name>] [--T <K>] [--P <Pa>]
+//                  [--z <y1,y2,...>] [--inproc] [--list]
 //
 // --new (1.1) asks the manager for a new package (ICapeThermoNewPropertyPackage) instead of taking
 // one by name: the manager lets the user choose it, and a null answer ends the run with status 1.
@@ -19,6 +23,7 @@
 #include "com/variant.h"
 #include "ideal/values.h"
 #include "simulator/material.h"
+#include "simulator/reaction_object.h"
 
 #include "capeopen.h"
 #include "tarvlib.h"
@@ -54,6 +59,7 @@ struct Options {
     bool inproc = false;
     bool listOnly = false;
     bool newPackage = false;
+    bool reactions = false;
 };
 
 // A failed step: what was called, its status and the failing object's ECapeUser description.
@@ -165,13 +171,16 @@ Options parse(int argc, wchar_t** argv)
         else if (opt == L"--inproc") o.inproc = true;
         else if (opt == L"--list") o.listOnly = true;
         else if (opt == L"--new") o.newPackage = true;
+        else if (opt == L"--reactions") o.reactions = true;
         else throw UsageError{"unknown option " + narrow(opt)};
     }
     if (o.generation != L"1.1" && o.generation != L"1.0") throw UsageError{"--generation must be 1.1 or 1.0"};
     if (o.flash != L"TP" && o.flash != L"PVF" && o.flash != L"TVF") throw UsageError{"--flash must be TP, PVF or TVF"};
     if (o.flash != L"TP" && o.generation != L"1.1") throw UsageError{"--flash " + narrow(o.flash) + " needs --generation 1.1"};
     if (o.manager.empty())
-        o.manager = o.generation == L"1.1" ? L"TARV64.PropertyPackageManager64" : L"TARV64.ThermoSystem64";
+        o.manager = o.reactions            ? L"TARV64.ReactionPackageManager64"
+                    : o.generation == L"1.1" ? L"TARV64.PropertyPackageManager64"
+                                             : L"TARV64.ThermoSystem64";
     return o;
 }
 
@@ -202,9 +211,9 @@ ComPtr<ICapeUtilities> initialize(IUnknown* object, const std::string& what)
     return u;
 }
 
-std::vector<std::wstring> packageList(const Variant& names, const std::string& step)
+std::vector<std::wstring> packageList(const Variant& names, const std::string& step, const wchar_t* what = L"property")
 {
-    if (names.vt() == VT_EMPTY) throw Failure{step, S_OK, L"no property packages are offered"};
+    if (names.vt() == VT_EMPTY) throw Failure{step, S_OK, std::wstring(L"no ") + what + L" packages are offered"};
     try {
         return stringsFrom(names.get(), L"package names");
     } catch (const samples::ideal::CapeError& e) {
@@ -503,6 +512,16 @@ void run11(const Options& o)
 
 // --- The 1.0 road -------------------------------------------------------------------------------
 
+// A property of the 1.0 material, for all its compounds, as a simulator sets it.
+void setProp10(ICapeThermoMaterialObject* mo, const wchar_t* property, const std::wstring& phase,
+               const wchar_t* basis, const std::vector<double>& values, const std::string& what)
+{
+    const Variant all;
+    check(mo->SetProp(Bstr(property).get(), Bstr(phase).get(), all.get(), Bstr(L"").get(), Bstr(basis).get(),
+                      tarv::makeDoubleArray(values).get()),
+          mo, "setting " + what);
+}
+
 void run10(const Options& o)
 {
     Summary s;
@@ -547,20 +566,11 @@ void run10(const Options& o)
     ICapeThermoMaterialObject* mo = material.get();
     IDispatch* moDispatch = mo;
 
-    const Bstr overall(L"Overall"), none(L""), mole(L"mole");
+    setProp10(mo, L"temperature", L"Overall", L"", {o.temperature}, "the feed temperature");
+    setProp10(mo, L"pressure", L"Overall", L"", {o.pressure}, "the feed pressure");
+    setProp10(mo, L"fraction", L"Overall", L"mole", feedComposition(o, s.compounds.size()), "the feed composition");
+    setProp10(mo, L"totalFlow", L"Overall", L"mole", {o.flow}, "the feed flow");
     Variant all;
-    check(mo->SetProp(Bstr(L"temperature").get(), overall.get(), all.get(), none.get(), none.get(),
-                      tarv::makeDoubleArray({o.temperature}).get()),
-          mo, "setting the feed temperature");
-    check(mo->SetProp(Bstr(L"pressure").get(), overall.get(), all.get(), none.get(), none.get(),
-                      tarv::makeDoubleArray({o.pressure}).get()),
-          mo, "setting the feed pressure");
-    check(mo->SetProp(Bstr(L"fraction").get(), overall.get(), all.get(), none.get(), mole.get(),
-                      tarv::makeDoubleArray(feedComposition(o, s.compounds.size())).get()),
-          mo, "setting the feed composition");
-    check(mo->SetProp(Bstr(L"totalFlow").get(), overall.get(), all.get(), none.get(), mole.get(),
-                      tarv::makeDoubleArray({o.flow}).get()),
-          mo, "setting the feed flow");
 
     check(package->CalcEquilibrium(moDispatch, Bstr(L"TP").get(), all.get()), package.get(), "CalcEquilibrium");
     std::vector<std::wstring> props;
@@ -576,6 +586,164 @@ void run10(const Options& o)
     if (systemUtilities) check(systemUtilities->Terminate(), system.get(), "thermo system Terminate");
 }
 
+
+// --- The reaction road --------------------------------------------------------------------------
+
+struct ReactionInfo {
+    std::wstring id, phase, concBasis, baseReactant;
+    CapeReactionType type = CAPE_KINETIC;
+    CapeReactionRateBasis rateBasis = CAPE_HOMOGENEOUS;
+    std::vector<std::wstring> compounds;
+    std::vector<double> coefficients;
+};
+
+ReactionInfo reactionInfo(ICapeReactionChemistry* chemistry, const std::wstring& id)
+{
+    ReactionInfo r;
+    r.id = id;
+    const Bstr reacId(id);
+    const std::string step = "(\"" + narrow(id) + "\")";
+    check(chemistry->GetReactionType(reacId.get(), &r.type), chemistry, "GetReactionType" + step);
+    Variant compIds, charges, cas, coefficients;
+    check(chemistry->GetReactionCompoundIds(reacId.get(), compIds.ptr(), charges.ptr(), cas.ptr()), chemistry,
+          "GetReactionCompoundIds" + step);
+    r.compounds = stringsFrom(compIds.get(), L"compIds");
+    check(chemistry->GetStoichiometricCoefficients(reacId.get(), coefficients.ptr()), chemistry,
+          "GetStoichiometricCoefficients" + step);
+    r.coefficients = doublesFrom(coefficients.get(), L"coeffs");
+    if (r.coefficients.size() != r.compounds.size())
+        throw Failure{"GetStoichiometricCoefficients" + step, S_OK, L"one coefficient per compound was expected"};
+    Bstr text;
+    check(chemistry->GetReactionPhase(reacId.get(), text.put()), chemistry, "GetReactionPhase" + step);
+    r.phase = text.wide();
+    check(chemistry->GetReactionRateBasis(reacId.get(), &r.rateBasis), chemistry, "GetReactionRateBasis" + step);
+    check(chemistry->GetReactionConcBasis(reacId.get(), text.put()), chemistry, "GetReactionConcBasis" + step);
+    r.concBasis = text.wide();
+    check(chemistry->GetBaseReactant(reacId.get(), text.put()), chemistry, "GetBaseReactant" + step);
+    r.baseReactant = text.wide();
+    return r;
+}
+
+// "2 Toluene -> Benzene + o-Xylene"
+std::string equation(const ReactionInfo& r)
+{
+    std::string left, right;
+    for (size_t i = 0; i < r.compounds.size(); ++i) {
+        const double c = r.coefficients[i];
+        if (c == 0) continue;
+        std::string& side = c < 0 ? left : right;
+        const double n = c < 0 ? -c : c;
+        side += (side.empty() ? "" : " + ") + (n == 1 ? std::string() : fmt("%g ", n)) + narrow(r.compounds[i]);
+    }
+    return left + " -> " + right;
+}
+
+void runReactions(const Options& o)
+{
+    ComPtr<ICapeReactionsPackageManager> manager =
+        activate<ICapeReactionsPackageManager>(o, IID_ICapeReactionsPackageManager);
+    const std::wstring managerName = identification(manager.get(), false);
+    ComPtr<ICapeUtilities> managerUtilities = initialize(manager.get(), "manager");
+
+    Variant names;
+    check(manager->GetListOfReactionsPackages(names.ptr()), manager.get(), "GetListOfReactionsPackages");
+    const std::vector<std::wstring> packages = packageList(names, "GetListOfReactionsPackages", L"reaction");
+    if (o.listOnly) {
+        for (const std::wstring& n : packages) std::printf("%s\n", narrow(n).c_str());
+        if (managerUtilities) managerUtilities->Terminate();
+        return;
+    }
+    const std::wstring packageName = o.package.empty() ? packages.front() : o.package;
+    const std::string resolving = "ResolveReactionsPackage(\"" + narrow(packageName) + "\")";
+    ComPtr<IDispatch> package;
+    check(manager->ResolveReactionsPackage(Bstr(packageName).get(), package.put()), manager.get(), resolving);
+    if (!package) throw Failure{resolving, S_OK, L"success, but no package was returned"};
+    ComPtr<ICapeUtilities> packageUtilities = initialize(package.get(), "package");
+
+    // The chemistry: the reactions, their compounds and phases.
+    auto chemistry = require<ICapeReactionChemistry>(package.get(), IID_ICapeReactionChemistry, "ICapeReactionChemistry");
+    Variant ids;
+    check(chemistry->GetReactionsIds(ids.ptr()), package.get(), "GetReactionsIds");
+    std::vector<ReactionInfo> reactions;
+    std::vector<std::wstring> compounds, phases;
+    auto addOnce = [](std::vector<std::wstring>& list, const std::wstring& item) {
+        for (const std::wstring& x : list)
+            if (x == item) return;
+        list.push_back(item);
+    };
+    for (const std::wstring& id : stringsFrom(ids.get(), L"reactionIDS")) {
+        reactions.push_back(reactionInfo(chemistry.get(), id));
+        for (const std::wstring& c : reactions.back().compounds) addOnce(compounds, c);
+        addOnce(phases, reactions.back().phase);
+    }
+    if (reactions.empty()) throw Failure{"GetReactionsIds", S_OK, L"the package has no reactions"};
+
+    // The simulator's gas of those compounds, in each reaction phase with the same composition.
+    const std::vector<double> z = feedComposition(o, compounds.size());
+    ComPtr<sim::Material> material = sim::Material::create(compounds, phases, L"Reactor gas");
+    ICapeThermoMaterialObject* mo = material.get();
+    setProp10(mo, L"temperature", L"Overall", L"", {o.temperature}, "the temperature");
+    setProp10(mo, L"pressure", L"Overall", L"", {o.pressure}, "the pressure");
+    setProp10(mo, L"fraction", L"Overall", L"mole", z, "the composition");
+    for (const std::wstring& phase : phases) {
+        setProp10(mo, L"phaseFraction", phase, L"mole", {1.0 / static_cast<double>(phases.size())},
+                  "the phase fraction of " + narrow(phase));
+        setProp10(mo, L"fraction", phase, L"mole", z, "the composition of " + narrow(phase));
+    }
+    const Bstr mole(L"mole");
+
+    // The package gets the reaction object and the material the 1.0 way, and calculates.
+    ComPtr<sim::ReactionObject> reactionObject = sim::ReactionObject::create();
+    auto kinetic = require<ICapeKineticReactionContext>(package.get(), IID_ICapeKineticReactionContext,
+                                                        "ICapeKineticReactionContext");
+    IDispatch* reactionDispatch = static_cast<ICapeReactionProperties*>(reactionObject.get());
+    check(kinetic->SetReactionObject(&reactionDispatch), package.get(), "SetReactionObject");
+    auto context = require<ICapeThermoContext10>(package.get(), IID_ICapeThermoContext10, "ICapeThermoContext");
+    IDispatch* materialDispatch = mo;
+    check(context->SetMaterial(&materialDispatch), package.get(), "SetMaterial");
+    auto routine = require<ICapeReactionsRoutine>(package.get(), IID_ICapeReactionsRoutine, "ICapeReactionsRoutine");
+    const Variant props = tarv::makeStringArray({L"reactionRate", L"rateConstant"});
+    for (const std::wstring& phase : phases) {
+        std::vector<std::wstring> inPhase;
+        for (const ReactionInfo& r : reactions)
+            if (r.phase == phase) inPhase.push_back(r.id);
+        check(routine->CalcReactionProp(props.get(), Bstr(phase).get(), tarv::makeStringArray(inPhase).get(),
+                                        mole.get()),
+              package.get(), "CalcReactionProp(" + narrow(phase) + ")");
+    }
+
+    std::printf("TARV sample simulator, CAPE-OPEN 1.0 reactions\n");
+    std::printf("Manager:    %s (%s)\n", narrow(o.manager).c_str(), narrow(managerName).c_str());
+    std::printf("Packages:  ");
+    for (size_t i = 0; i < packages.size(); ++i) std::printf("%s \"%s\"", i ? "," : "", narrow(packages[i]).c_str());
+    std::printf("\n");
+    std::printf("Package:    \"%s\": %s\n", narrow(packageName).c_str(),
+                narrow(identification(package.get(), true)).c_str());
+    std::printf("Reactions:\n");
+    for (const ReactionInfo& r : reactions)
+        std::printf("  %-20s %s; %s, %s, phase %s, %s, base reactant %s\n", narrow(r.id).c_str(), equation(r).c_str(),
+                    r.type == CAPE_KINETIC ? "kinetic" : "equilibrium",
+                    r.rateBasis == CAPE_HOMOGENEOUS ? "homogeneous" : "heterogeneous", narrow(r.phase).c_str(),
+                    narrow(r.concBasis).c_str(), narrow(r.baseReactant).c_str());
+    std::printf("Gas:        T = %g K, P = %g Pa\n", o.temperature, o.pressure);
+    for (size_t i = 0; i < compounds.size(); ++i) printRow("y " + narrow(compounds[i]), {fmt("%.6f", z[i])});
+    printRow("", {"Rate constant", "r, mol/(m3 s)"});
+    std::vector<double> production(compounds.size(), 0.0);
+    for (const ReactionInfo& r : reactions) {
+        auto k = reactionObject->value(L"rateConstant", r.phase, L"mole", r.id);
+        auto rate = reactionObject->value(L"reactionRate", r.phase, L"mole", r.id);
+        printRow(narrow(r.id), {k ? fmt("%.6g", *k) : "-", rate ? fmt("%.6g", *rate) : "-"});
+        for (size_t i = 0; rate && i < r.compounds.size(); ++i)
+            for (size_t j = 0; j < compounds.size(); ++j)
+                if (compounds[j] == r.compounds[i]) production[j] += r.coefficients[i] * *rate;
+    }
+    for (size_t j = 0; j < compounds.size(); ++j)
+        printRow("Production [mol/(m3 s)] " + narrow(compounds[j]), {"", fmt("%.6g", production[j])});
+
+    // Terminate lets the package go of the material and the reaction object.
+    if (packageUtilities) check(packageUtilities->Terminate(), package.get(), "package Terminate");
+    if (managerUtilities) check(managerUtilities->Terminate(), manager.get(), "manager Terminate");
+}
 } // namespace
 
 int main()
@@ -590,7 +758,9 @@ int main()
         std::fprintf(stderr, "tarv_simulator: %s\n", e.text.c_str());
         std::fprintf(stderr, "usage: tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] "
                              "[--package <name>] [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <fraction>] "
-                             "[--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]\n");
+                             "[--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]\n"
+                             "       tarv_simulator --reactions [--manager <ProgID|{CLSID}>] [--package <name>] "
+                             "[--T <K>] [--P <Pa>] [--z <y1,y2,...>] [--inproc] [--list]\n");
         LocalFree(argv);
         return 2;
     }
@@ -601,7 +771,9 @@ int main()
         return 1;
     }
     try {
-        if (o.generation == L"1.1") run11(o); else run10(o);
+        if (o.reactions) runReactions(o);
+        else if (o.generation == L"1.1") run11(o);
+        else run10(o);
     } catch (const Failure& f) {
         if (FAILED(f.hr))
             std::fprintf(stderr, "tarv_simulator: %s failed: HRESULT 0x%08lX (%s)\n", f.step.c_str(),

@@ -3,40 +3,8 @@
 #include "thermo/material_object.h"
 
 namespace tarv {
-namespace {
 
 using namespace expect;
-
-// A material handed to the real package: with a log it gets a material proxy of this tree, made
-// afresh for each call (or each SetMaterial) and locked to the package's generation. The server's
-// own reference to it goes after the call (1.0) or after the record is closed (1.1); a package
-// that keeps the proxy is its only holder then.
-struct WrapMaterial {
-    IDispatch* material;
-    int version;
-    ExposedObjectBase* owner;
-    bool releaseAfterRecord;
-    ComPtr<IDispatch> proxy{};
-
-    IDispatch* forwarded() const { return proxy ? proxy.get() : material; }
-    void prepare(ProxyCall& c)
-    {
-        if (c.log && material) proxy = createMaterialProxy(material, c.log, version, owner, 0);
-    }
-    void afterForward(ProxyCall&) { if (!releaseAfterRecord) proxy.reset(); }
-    void finish(ProxyCall&) { proxy.reset(); }
-};
-
-// SetMaterial with a null material: reported (the text is as users know it), and forwarded.
-struct NullMaterialCheck {
-    IDispatch* material;
-    void prepare(ProxyCall& c) const
-    {
-        if (c.log && !material) c.log->writeError("Cannot pass NULL pointer to SetMateriall; use UnsetMaterial instead");
-    }
-};
-
-} // namespace
 
 // --- CPropertyPackage10 --------------------------------------------------------------------------
 
@@ -238,7 +206,8 @@ HRESULT CPropertyPackage11::SetMaterial(IDispatch* material)
     WrapMaterial wrap{material, 1, this, true};
     return call("ICapeThermoMaterialContext::SetMaterial", thermoMaterialContext_,
         [&](ICapeThermoMaterialContext* i) { return i->SetMaterial(wrap.forwarded()); }, ReadOnlyCheck{},
-        InInterface{"material", material}, NullMaterialCheck{material}, wrap);
+        InInterface{"material", material},
+        ErrorWhenNull{material, "Cannot pass NULL pointer to SetMateriall; use UnsetMaterial instead"}, wrap);
 }
 
 HRESULT CPropertyPackage11::UnsetMaterial()

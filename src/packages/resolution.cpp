@@ -4,6 +4,7 @@
 #include "com/variant.h"
 #include "log/log_file.h"
 #include "packages/property_package.h"
+#include "params/reaction_package.h"
 
 #include <algorithm>
 
@@ -75,15 +76,13 @@ const PackageFamily reactionPackage10Family{
     "Failed to create reaction package manager: ", "reaction package manager failed to initialize: ",
     "Failed to create stand-alone reacion package: ", "NULL pointer is returned for reaction package",
     L"ResolveReactionsPackage", L"ICapeReactionsPackageManager", "CAPE-OPEN version 1.0 Reaction Package",
-    L"\r\nRemove from list of exported packages?", false, &resolveInReactionManager, nullptr,
-    "TARV version 1.0 Reaction Package:", false};
+    L"\r\nRemove from list of exported packages?", false, &resolveInReactionManager,
+    &exposeAs<CReactionPackage10>, "TARV version 1.0 Reaction Package:", false};
 
 HRESULT resolvePackage(ResolutionErrors& errors, const PackageFamily& family, const ExportedPackage& record,
                        IDispatch** out)
 {
     *out = nullptr;
-    // A family whose proxy class this server does not have yet cannot resolve anything.
-    if (!family.expose) return fail(errors, family, L"internal error");
     ComPtr<IDispatch> real;
     if (record.kind == family.containerKind) {
         // The container lives only for the length of this resolution.

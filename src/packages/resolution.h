@@ -31,7 +31,6 @@ struct PackageFamily {
     // The container's resolving method.
     HRESULT (*resolveInContainer)(IUnknown* container, BSTR name, IDispatch** package);
     // Makes the family's exposed proxy over the real package (the real reference passes to it).
-    // Null while the family has no proxy class.
     ComPtr<IDispatch> (*expose)(IDispatch* real, CallLog* log, const char* logName);
     const char* newPackageTitle;             // title of the new-package method's dialog
     bool reloadsBeforeAdding;                // the new-package method reloads the list before adding

@@ -226,6 +226,28 @@ struct ErrorRecord {
     void before(ProxyCall& c) const { c.log->writeError(text); }
 };
 
+// An error record for a null interface argument, written once the method's interface is in hand;
+// the null is forwarded all the same.
+struct ErrorWhenNull {
+    const void* value;
+    const char* text;
+    void prepare(ProxyCall& c) const
+    {
+        if (c.log && !value) c.log->writeError(text);
+    }
+};
+
+// An in-argument step run once the method's interface is in hand instead of before: a refused
+// call shows no record of it.
+template <class Arg>
+struct AfterFetch {
+    Arg arg;
+    void prepare(ProxyCall& c) const
+    {
+        if (c.log) arg.before(c);
+    }
+};
+
 // --- Steps: out-arguments (logged with direction "out", after success) ---------------------------
 
 // An out-argument logged by one of the log's argument operations, read where the foreign object

@@ -125,4 +125,54 @@ private:
 ComPtr<IDispatch> createMaterialProxy(IUnknown* foreign, CallLog* log, int version, ExposedObjectBase* owner,
                                       int readOnly);
 
+// Step of a method that hands a material to a foreign package: with a log the package gets a
+// material proxy of this tree, locked to `version` and made afresh for each call (or each
+// SetMaterial). The server's own reference to it goes after the call, or once the record is
+// closed (`releaseAfterRecord`); a package that keeps the proxy is its only holder then.
+struct WrapMaterial {
+    IDispatch* material;
+    int version;
+    ExposedObjectBase* owner;
+    bool releaseAfterRecord;
+    ComPtr<IDispatch> proxy{};
+
+    IDispatch* forwarded() const { return proxy ? proxy.get() : material; }
+    void prepare(ProxyCall& c)
+    {
+        if (c.log && material) proxy = createMaterialProxy(material, c.log, version, owner, 0);
+    }
+    void afterForward(ProxyCall&)
+    {
+        if (!releaseAfterRecord) proxy.reset();
+    }
+    void finish(ProxyCall&) { proxy.reset(); }
+};
+
+// The same for a material that comes by reference (the 1.0 thermo context): the proxy, undecided
+// in its generation, replaces the pointer in the caller's own slot. Whoever holds the slot releases
+// what stands there after the call (the stub of a call from another process does), so the proxy's
+// reference passes to the slot, and the reference that stood there is released once the record
+// is closed.
+struct WrapMaterialInSlot {
+    IDispatch** slot;
+    ExposedObjectBase* owner;
+    ComPtr<IDispatch> replaced{};
+
+    void prepare(ProxyCall& c)
+    {
+        if (!c.log || !slot || !*slot) return;
+        ComPtr<IDispatch> proxy = createMaterialProxy(*slot, c.log, -1, owner, 0);
+        replaced = ComPtr<IDispatch>::attach(*slot);
+        *slot = proxy.detach();
+    }
+    void finish(ProxyCall&) { replaced.reset(); }
+    // A fault after the exchange gives the caller its own pointer back.
+    void onFault(ProxyCall&)
+    {
+        if (!replaced) return;
+        ComPtr<IDispatch>::attach(*slot).reset();
+        *slot = replaced.detach();
+    }
+};
+
 } // namespace tarv

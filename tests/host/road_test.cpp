@@ -18,28 +18,9 @@ using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
 using testsupport::kCapeUnknown;
 using testsupport::readLog;
+using testsupport::topLevelRecord;
 
 namespace {
-
-std::vector<std::string> lines(const std::string& text)
-{
-    std::vector<std::string> out;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) out.push_back(line);
-    return out;
-}
-
-// The lines of the first record at depth 0 that starts with `opening`, up to its end tag.
-std::vector<std::string> record(const std::string& log, const std::string& opening)
-{
-    auto all = lines(log);
-    for (size_t i = 0; i < all.size(); ++i) {
-        if (all[i].rfind(opening, 0) != 0) continue;
-        for (size_t j = i + 1; j < all.size(); ++j)
-            if (all[j] == "</func>") return {all.begin() + static_cast<std::ptrdiff_t>(i), all.begin() + static_cast<std::ptrdiff_t>(j + 1)};
-    }
-    return {};
-}
 
 size_t countStartingWith(const std::vector<std::string>& rows, const std::string& prefix)
 {
@@ -124,11 +105,11 @@ TEST_F(ExportTest, ALogged11PackageLogsTheMaterialCallbacksInsideTheSimulatorsCa
     ASSERT_EQ(logs.size(), 1u);
     std::string log = readLog(logs[0]);
 
-    auto setMaterial = record(log, "<func name=\"ICapeThermoMaterialContext::SetMaterial\" direc=\"in\"");
+    auto setMaterial = topLevelRecord(log, "<func name=\"ICapeThermoMaterialContext::SetMaterial\" direc=\"in\"");
     ASSERT_FALSE(setMaterial.empty()) << log;
     EXPECT_NE(setMaterial[2].find("interface to object &quot;Material&quot;"), std::string::npos) << setMaterial[2];
 
-    auto flash = record(log, "<func name=\"ICapeThermoEquilibriumRoutine::CalcEquilibrium\" direc=\"in\" "
+    auto flash = topLevelRecord(log, "<func name=\"ICapeThermoEquilibriumRoutine::CalcEquilibrium\" direc=\"in\" "
                              "object=\"Kit/Ideal Aromatics\">");
     ASSERT_FALSE(flash.empty()) << log;
     // The package's calls back to the simulator's material, one level down, going out.
@@ -184,7 +165,7 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
     std::string log = readLog(logs[0]);
     EXPECT_NE(log.find("<info value=\"Object type: CAPE-OPEN version 1.0 Physical Property Package\"/>"),
               std::string::npos);
-    auto flash = record(log, "<func name=\"ICapeThermoPropertyPackage::CalcEquilibrium\" direc=\"in\"");
+    auto flash = topLevelRecord(log, "<func name=\"ICapeThermoPropertyPackage::CalcEquilibrium\" direc=\"in\"");
     ASSERT_FALSE(flash.empty()) << log;
     EXPECT_EQ(flash[2].rfind("  <argval value=\"interface to object &quot;Material&quot; (address 0x", 0), 0u)
         << flash[2];

@@ -26,6 +26,10 @@ using samples::kIdealPackageProgId;
 using samples::kPackageManagerProgId;
 using samples::kThermoSystem10ProgId;
 using samples::kPackage10ProgId;
+using samples::CLSID_ReactionPackage;
+using samples::CLSID_ReactionPackageManager;
+using samples::kReactionPackageProgId;
+using samples::kReactionPackageManagerProgId;
 
 // --- Misbehaving 1.1 containers and packages, for failure tests of package resolution. --------
 

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <share.h>
+#include <sstream>
 #include <vector>
 
 namespace testsupport {
@@ -34,6 +35,20 @@ std::string readLog(const std::string& path)
     for (size_t i = 0; i < all.size(); ++i)
         if (!(all[i] == '\r' && i + 1 < all.size() && all[i + 1] == '\n')) lf += all[i];
     return lf;
+}
+
+std::vector<std::string> topLevelRecord(const std::string& log, const std::string& opening)
+{
+    std::vector<std::string> all;
+    std::istringstream in(log);
+    for (std::string line; std::getline(in, line);) all.push_back(line);
+    for (size_t i = 0; i < all.size(); ++i) {
+        if (all[i].rfind(opening, 0) != 0) continue;
+        for (size_t j = i + 1; j < all.size(); ++j)
+            if (all[j] == "</func>")
+                return {all.begin() + static_cast<std::ptrdiff_t>(i), all.begin() + static_cast<std::ptrdiff_t>(j + 1)};
+    }
+    return {};
 }
 
 LogCapture::LogCapture(const char* objectName, const char* objectType)

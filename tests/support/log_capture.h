@@ -3,6 +3,7 @@
 #include "log/call_log.h"
 
 #include <string>
+#include <vector>
 
 namespace testsupport {
 
@@ -37,6 +38,9 @@ void fixedTime(SYSTEMTIME* out);
 std::string readFile(const std::string& path);
 // A whole file with CR LF line ends turned into LF.
 std::string readLog(const std::string& path);
+// The lines of the first record at depth 0 of a log (LF line ends) that starts with `opening`,
+// through its end tag; none when there is no such record.
+std::vector<std::string> topLevelRecord(const std::string& log, const std::string& opening);
 // What is wrong with the structure of a whole log (LF line ends), or an empty string: every func,
 // arg and open argval closed in order, the root closed last, and each func and arg tag indented
 // by its depth. Read line by line, as the log is written, so that the one text the log writes

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <initializer_list>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -75,8 +76,8 @@ struct Method {
 std::vector<Method> methodsOf(REFIID iid);
 
 // The arguments of a call: strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"},
-// n the position, longs and enumerations 15, VARIANT_BOOLs VARIANT_TRUE; out-arguments start
-// empty (null, zero, VT_EMPTY).
+// n the position, longs and enumerations 15, VARIANT_BOOLs VARIANT_TRUE, interfaces null;
+// out-arguments start empty (null, zero, VT_EMPTY).
 class Call {
 public:
     explicit Call(const Method& method);
@@ -112,6 +113,11 @@ struct ProxiedInterfaces {
     std::vector<IID> interfaces;       // the interfaces whose methods it proxies
     std::function<tarv::ComPtr<kit::Object>()> kit;   // a fresh foreign object offering all of them
     std::function<tarv::ComPtr<IDispatch>(IUnknown* foreign, tarv::CallLog* log)> proxy;
+    // Methods whose records carry another name than "Interface::Method" of the library.
+    std::map<std::string, std::string> loggedAs = {};
+    // For classes whose destruction keeps the foreign references: what their owner's final
+    // release does before the test lets the proxy go.
+    std::function<void(IDispatch* proxy)> beforeRelease = {};
 };
 
 // Every method of each class's interfaces is called through its vtable on one proxy and by name
