@@ -38,6 +38,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -326,15 +327,25 @@ int main(int argc, char** argv)
         }
         Result list = runPhase("list", path);
         line("walk into the list only", list);
-        Result viewer = runPhase("viewer", path);
-        line("viewer: open until the tree is filled", viewer);
+        // Under Wine the tree control fills ever more slowly: the larger log's viewer phase runs for
+        // over an hour, so it runs only when asked for.
+        const bool viewerPhase = searched(path) || std::getenv("TARV64_BENCH_FULL") != nullptr;
+        Result viewer;
+        if (viewerPhase) {
+            viewer = runPhase("viewer", path);
+            line("viewer: open until the tree is filled", viewer);
+        } else {
+            std::printf("  viewer: left out on this log (TARV64_BENCH_FULL=1 runs it; over an hour under Wine)\n");
+        }
         Result check = runPhase("check", path);
         line("tarvlog check (reading and report)", check);
         if (searched(path))
             std::printf("  one search over all %ld items, nothing found: %.2f s (each item's text read once: %.2f s)\n",
                         viewer.items, viewer.search, tree.search);
         const std::string sized = std::to_string(static_cast<int>(mib + 0.5)) + " MiB log";
-        bench::tableRow(("viewer opens a " + sized).c_str(), viewer.seconds, "s", "bare xmlTextReader pass", floor.seconds);
+        if (viewerPhase)
+            bench::tableRow(("viewer opens a " + sized).c_str(), viewer.seconds, "s", "bare xmlTextReader pass",
+                            floor.seconds);
         bench::tableRow(("tarvlog check of a " + sized).c_str(), check.seconds, "s", "bare xmlTextReader pass", floor.seconds);
         if (searched(path))
             bench::tableRow(("search over all items of a " + sized).c_str(), viewer.search, "s",
@@ -345,7 +356,7 @@ int main(int argc, char** argv)
                         "list %.2f s, rest (window, progress, sizing) %.2f s\n",
                         floor.seconds, walk.seconds - floor.seconds, tree.seconds - walk.seconds,
                         list.seconds - walk.seconds, viewer.seconds - tree.seconds - list.seconds + walk.seconds);
-        else
+        else if (viewerPhase)
             std::printf("  where the viewer's time goes: parser %.2f s, walk %.2f s, list %.2f s, tree insertion "
                         "with the rest (window, progress, sizing) %.2f s\n",
                         floor.seconds, walk.seconds - floor.seconds, list.seconds - walk.seconds,
