@@ -4,7 +4,7 @@
 // GetOverallProp, GetSinglePhaseProp, GetTPFraction) and writes results back (SetPresentPhases,
 // SetSinglePhaseProp, SetTwoPhaseProp, SetOverallProp).
 //
-// Equilibrium specifications are [property, basis, phase] arrays, in either order:
+// Equilibrium specs are [property, basis, phase] arrays, in either order:
 //   TP flash:  ["temperature", "", "Overall"] and ["pressure", "", "Overall"]; the phases the
 //              material lists as present are the ones allowed (none listed: all).
 //   PVF, TVF:  ["pressure" or "temperature", "", "Overall"] and ["phaseFraction", "mole",

@@ -44,7 +44,7 @@ void report(const Verdict& v, BSTR* message, VARIANT_BOOL* isOK)
 }
 
 // ICapeParameter and ICapeParameterSpec of a parameter whose value is a T held in the settings.
-// The derived class is the type's specification: check(), the default, the VARIANT forms.
+// The derived class is the type's spec: check(), the default, the VARIANT forms.
 template <class Derived, class Spec, class T>
 class Parameter : public CapeObject<ICapeParameter, ICapeParameterSpec, Spec> {
     using Base = CapeObject<ICapeParameter, ICapeParameterSpec, Spec>;
@@ -117,7 +117,7 @@ protected:
         : Base(std::move(name), std::move(description)), value_(std::move(read)), write_(std::move(write))
     {}
 
-    // The spec's Validate of a given value.
+    // The parameter spec's Validate of a given value.
     HRESULT validate(const wchar_t* interfaceName, const T& value, BSTR* message, VARIANT_BOOL* isOK)
     {
         return this->guard(interfaceName, L"Validate",

@@ -1,8 +1,8 @@
 #pragma once
 // The settings of the ideal packages as CAPE-OPEN parameters. Each parameter is its own
-// specification (ICapeParameterSpec and the interface of its type, as components commonly make
+// spec (ICapeParameterSpec and the interface of its type, as components commonly make
 // them) and writes through to the package's ModelSettings, so a change holds for the package's
-// next calculation. A value is taken only if the specification validates it; Reset gives back the
+// next calculation. A value is taken only if its parameter spec validates it; Reset gives back the
 // default. All are inputs.
 //
 //   "Reference temperature"   real, K, 100 to 1000, default 298.15: where the ideal gas has zero
@@ -30,7 +30,7 @@ namespace samples::ideal {
 // from 1, and Count.
 tarv::ComPtr<IDispatch> makeParameterCollection(std::shared_ptr<ModelSettings> settings);
 
-// A real-valued input parameter of another component, its own specification like those above,
+// A real-valued input parameter of another component, its own spec like those above,
 // reading and writing its value through `read` and `write`.
 struct RealParameterDefinition {
     std::wstring name;

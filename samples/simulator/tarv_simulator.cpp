@@ -466,7 +466,7 @@ void run11(const Options& o)
     // Every phase of the package may appear.
     material->setPresentPhases(phaseLabels, std::vector<LONG>(phaseLabels.size(), CAPE_UNKNOWNPHASESTATUS));
 
-    // The two specifications: temperature and pressure, or one of them and the vapour fraction,
+    // The two specs: temperature and pressure, or one of them and the vapour fraction,
     // whose value goes on the vapour phase.
     Variant spec1 = tarv::makeStringArray({o.flash == L"PVF" ? L"pressure" : L"temperature", L"", L"Overall"});
     Variant spec2 = o.flash == L"TP" ? tarv::makeStringArray({L"pressure", L"", L"Overall"})

@@ -44,7 +44,7 @@ void CParameter::askMode()
     parameter_.reset();
 }
 
-// The record shows the foreign specification; the caller receives a specification proxy with this
+// The record shows the foreign spec; the caller receives a spec proxy with this
 // parameter's owner, direction and read-only flag, a new one each time.
 HRESULT CParameter::get_Specification(IDispatch** spec)
 {

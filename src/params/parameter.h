@@ -1,6 +1,6 @@
 #pragma once
 // Proxy of one parameter: reading, writing, validating and resetting it are logged, and its
-// specification is handed out through a specification proxy. Values pass through as they are.
+// spec is handed out through a spec proxy. Values pass through as they are.
 #include "proxy/factory.h"
 #include "proxy/proxy_class.h"
 

@@ -9,8 +9,8 @@ namespace {
 using namespace expect;
 
 // get_ItemsSpecifications: the foreign call fills the caller's VARIANT with an array of item
-// specifications of any number of dimensions. The array is logged as it came, then every element
-// is replaced in place by a specification proxy of this tree, the first index running fastest.
+// specs of any number of dimensions. The array is logged as it came, then every element
+// is replaced in place by a spec proxy of this tree, the first index running fastest.
 // Each element is released without a test once it is dealt with, so a null element faults to the
 // barrier. A fault leaves the caller nothing: the array goes, with the foreign elements and the
 // proxies made so far, and the caller's VARIANT is empty. What the walk holds lives here, in the

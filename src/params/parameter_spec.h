@@ -1,8 +1,8 @@
 #pragma once
-// Proxy of a parameter specification. The foreign object has ICapeParameterSpec and one or more of
-// the five type-specific specification interfaces; the proxy presents all six and asks the foreign
+// Proxy of a parameter spec. The foreign object has ICapeParameterSpec and one or more of
+// the five type-specific spec interfaces; the proxy presents all six and asks the foreign
 // object for each only when it is first used. ECapeBoundaries' bounds are served by the real
-// specification's: in this class they are one method.
+// spec's: in this class they are one method.
 #include "proxy/factory.h"
 #include "proxy/proxy_class.h"
 

@@ -1,5 +1,5 @@
 // A logged exported package's parameters used out of process, as a simulator uses them: the
-// collection from get_parameters, an item by name, its value read and written, its specification
+// collection from get_parameters, an item by name, its value read and written, its spec
 // asked for its bounds. The whole log is compared, and the server's locks and the components'
 // objects are back where they were once the package has gone.
 #include "host/export_fixture.h"
@@ -34,7 +34,7 @@ std::string records(const std::string& log)
 
 // Each proxy handed across the process boundary is asked by the COM runtime for its marshalling
 // interfaces, which it has not: the three notes behind the record that handed it out. The
-// parameter is its own specification, so both carry its name.
+// parameter is its own spec, so both carry its name.
 const char* const kParametersLog = R"(<func name="ICapeUtilities::get_parameters" direc="in" object="Alkanes">
  <arg name="parameters" direc="out" type="interface">
   <argval value="interface to object &quot;Parameters&quot;"/>

@@ -1,5 +1,5 @@
 #pragma once
-// Scripted parameters of every kind, for the tests of the parameter proxies: specifications of
+// Scripted parameters of every kind, for the tests of the parameter proxies: specs of
 // each CapeParamType (an array one with its items), parameters over them, and collections of
 // parameters. Each object also has ICapeIdentification; scripts hold what they answer.
 #include "kit/kit.h"
@@ -8,11 +8,11 @@
 
 namespace kit {
 
-// A specification of `type`: ICapeParameterSpec, whose get_Type answers `type`, and the
-// interface of that type. An array specification answers no items until given some.
+// A spec of `type`: ICapeParameterSpec, whose get_Type answers `type`, and the
+// interface of that type. An array spec answers no items until given some.
 tarv::ComPtr<Object> makeSpec(CapeParamType type, std::wstring name = L"Spec");
 
-// Scripts an array specification with items: get_ItemsSpecifications answers a new array of
+// Scripts an array spec with items: get_ItemsSpecifications answers a new array of
 // `sizes` (one entry per dimension, lower bounds 0) of the items' ICapeParameterSpec, filled
 // first index fastest, a null item as a null element; get_NumDimensions and get_Size answer the
 // shape.

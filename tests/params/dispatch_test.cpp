@@ -1,6 +1,6 @@
 // Every method of the parameter and reaction proxies reached both ways, through its vtable slot and by name
 // through the interface's IDispatch: both ways must log the same records and reach the foreign
-// object the same way. The kit objects answer with parameters and specifications, so that the
+// object the same way. The kit objects answer with parameters and specs, so that the
 // wrapping methods make their proxies both ways too.
 #include "kit/parameters.h"
 #include "params/parameter.h"
@@ -47,7 +47,7 @@ TEST(Dispatch, EveryMethodLogsTheSameWhetherCalledThroughItsVtableOrByName)
         {"Parameter Spec", kSpecInterfaces, fullSpec,
          [](IUnknown* foreign, tarv::CallLog* log) { return tarv::createParameterSpecProxy(foreign, log, nullptr, 1, 1); }},
     };
-    // ICapeCollection has 2 methods, ICapeParameter 8, the six specification interfaces 20.
+    // ICapeCollection has 2 methods, ICapeParameter 8, the six spec interfaces 20.
     EXPECT_EQ(testsupport::checkEveryMethodBothWays(classes), 2 + 8 + 20);
 }
 

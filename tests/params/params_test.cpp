@@ -1,6 +1,6 @@
 // The parameter proxies read through their logs, over scripted kit parameters: what a collection
-// hands out, a parameter's read-only record and the mode asked at its making, a specification
-// whose foreign object lacks some of the six interfaces, the items of an array specification
+// hands out, a parameter's read-only record and the mode asked at its making, a spec
+// whose foreign object lacks some of the six interfaces, the items of an array spec
 // replaced in place, and the collection an exposed object's get_parameters hands out.
 #include "com/bstr.h"
 #include "com/variant.h"
@@ -196,7 +196,7 @@ TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
     }
 }
 
-TEST(Parameter, TheSpecificationIsLoggedAsTheParameterGaveItAndHandedOutAsANewProxy)
+TEST(Parameter, TheParameterSpecIsLoggedAsTheParameterGaveItAndHandedOutAsANewProxy)
 {
     auto spec = kit::makeSpec(CAPE_INT, L"Stages spec");
     struct Row {
