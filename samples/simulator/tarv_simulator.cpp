@@ -21,7 +21,7 @@
 // point, 1: dew point), TVF the pressure at --T; both are CAPE-OPEN 1.1 calculations here.
 // By default the manager is activated out of process (CLSCTX_LOCAL_SERVER), as a simulator
 // reaches the exported packages; --inproc allows any context, for in-process components.
-// --unit creates the unit operation (by default TARV64.UnitOperation64, the logged unit, whose real
+// --unit creates the unit operation (by default VESKER64.UnitOperation64, the logged unit, whose real
 // unit is the one configured in TARV64 or chosen by the user) and the simulator's own CAPE-OPEN 1.0
 // property package (--thermo, default TARVKit.Package10) in process for its materials: the feed at
 // --T, --P, --z and --flow, flashed; a vapour and a liquid product; an energy stream "Duty" with
@@ -201,7 +201,7 @@ Options parse(int argc, wchar_t** argv)
     if (o.flash != L"TP" && o.generation != L"1.1") throw UsageError{"--flash " + narrow(o.flash) + " needs --generation 1.1"};
     if (o.unit && o.reactions) throw UsageError{"--unit and --reactions are two different roads"};
     if (o.manager.empty())
-        o.manager = o.unit                 ? L"TARV64.UnitOperation64"
+        o.manager = o.unit                 ? L"VESKER64.UnitOperation64"
                     : o.reactions            ? L"TARV64.ReactionPackageManager64"
                     : o.generation == L"1.1" ? L"TARV64.PropertyPackageManager64"
                                              : L"TARV64.ThermoSystem64";
