@@ -21,6 +21,12 @@ mkdir -p "$OUT"
 rm -f "$OUT"/*.txt
 
 winpath() { printf 'Z:%s' "$(realpath "$1" | tr / '\\')"; }
+wait_for_server() { # the server ends about a second after the simulator released its last object
+  for _ in $(seq 1 100); do
+    pgrep -f 'TARV64.exe' >/dev/null || break
+    sleep 0.1
+  done
+}
 run() { # run <output file> <windows program> [args...]: Wine's output goes to a file, never a pipe
   local out=$1; shift
   wine "$@" </dev/null >"$out" 2>&1
@@ -50,11 +56,7 @@ if ! run "$OUT/simulator.txt" "$BUILD/samples/simulator/tarv_simulator.exe" --pa
 fi
 cat "$OUT/simulator.txt"
 
-# The server ends about a second after the simulator released its last object.
-for _ in $(seq 1 100); do
-  pgrep -f 'TARV64.exe' >/dev/null || break
-  sleep 0.1
-done
+wait_for_server
 
 LOG=$(find -L "$WINEPREFIX/drive_c/users" -path '*TARV logs*' -name '*.tlg' -print 2>/dev/null | head -n 1)
 if [ -z "$LOG" ]; then
@@ -67,28 +69,26 @@ echo
 echo "== the log"
 echo "written by TARV64 at: $LOG"
 echo "copied to:            $OUT/demo-log.tlg"
-# The log's summary and its check, by the same reader as the viewer's.
-echo
-echo "== tarvlog summary"
-run "$OUT/summary.txt" "$BUILD/src/host/tarvlog.exe" summary "$(winpath "$OUT/demo-log.tlg")" ||
-  { cat "$OUT/summary.txt"; echo "the log could not be read whole" >&2; exit 1; }
-tr -d '\r' <"$OUT/summary.txt"
-echo
-echo "== tarvlog check"
-status=0
-run "$OUT/check.txt" "$BUILD/src/host/tarvlog.exe" check "$(winpath "$OUT/demo-log.tlg")" || status=$?
-tr -d '\r' <"$OUT/check.txt" | sed -n 's/^verdict: /verdict: /p'
-echo "exit code $status (0: no error record; 1: error records; 2: the log could not be read whole)"
-[ "$status" -eq 0 ] || exit 1
-echo
-echo "to open it in TARV64's log viewer: bash scripts/run.sh view $OUT/demo-log.tlg"
-
-wait_for_server() { # the server ends about a second after the simulator released its last object
-  for _ in $(seq 1 100); do
-    pgrep -f 'TARV64.exe' >/dev/null || break
-    sleep 0.1
-  done
+# A log's summary and its check, by the same reader as the viewer's:
+#   check_log <copy of the log> <heading suffix> <stem of the output files>
+check_log() {
+  local log=$1 name=$2 stem=$3 status=0
+  echo
+  echo "== tarvlog summary$name"
+  run "$OUT/${stem}summary.txt" "$BUILD/src/host/tarvlog.exe" summary "$(winpath "$log")" ||
+    { cat "$OUT/${stem}summary.txt"; echo "the log could not be read whole" >&2; exit 1; }
+  tr -d '\r' <"$OUT/${stem}summary.txt"
+  echo
+  echo "== tarvlog check$name"
+  run "$OUT/${stem}check.txt" "$BUILD/src/host/tarvlog.exe" check "$(winpath "$log")" || status=$?
+  tr -d '\r' <"$OUT/${stem}check.txt" | sed -n 's/^verdict: /verdict: /p'
+  echo "exit code $status (0: no error record; 1: error records; 2: the log could not be read whole)"
+  [ "$status" -eq 0 ] || exit 1
+  echo
+  echo "to open it in TARV64's log viewer: bash scripts/run.sh view $log"
 }
+check_log "$OUT/demo-log.tlg" "" ""
+
 wait_for_server
 
 echo
@@ -122,17 +122,4 @@ echo "== the unit's log"
 echo "written by TARV64 at: $UNIT_LOG"
 echo "copied to:            $OUT/unit-log.tlg"
 if [ -n "$RELOADED_LOG" ]; then echo "the reloaded unit's:  $OUT/unit-reloaded-log.tlg"; fi
-echo
-echo "== tarvlog summary (unit)"
-run "$OUT/unit-summary.txt" "$BUILD/src/host/tarvlog.exe" summary "$(winpath "$OUT/unit-log.tlg")" ||
-  { cat "$OUT/unit-summary.txt"; echo "the unit's log could not be read whole" >&2; exit 1; }
-tr -d '\r' <"$OUT/unit-summary.txt"
-echo
-echo "== tarvlog check (unit)"
-status=0
-run "$OUT/unit-check.txt" "$BUILD/src/host/tarvlog.exe" check "$(winpath "$OUT/unit-log.tlg")" || status=$?
-tr -d '\r' <"$OUT/unit-check.txt" | sed -n 's/^verdict: /verdict: /p'
-echo "exit code $status (0: no error record; 1: error records; 2: the log could not be read whole)"
-[ "$status" -eq 0 ] || exit 1
-echo
-echo "to open it in TARV64's log viewer: bash scripts/run.sh view $OUT/unit-log.tlg"
+check_log "$OUT/unit-log.tlg" " (unit)" unit-

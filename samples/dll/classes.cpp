@@ -83,7 +83,7 @@ const std::vector<inproc::ClassRow>& classTable()
           kVendor, kAbout}},
         {CLSID_FlashDrum, kFlashDrumProgId, L"TARVKit Flash Drum", L"Apartment", {component, CATID_CapeUnitOperation},
          &createFlashDrum,
-         {L"TARVKit Flash Drum", L"Isothermal flash drum: feed, vapour and liquid products, heat duty", L"1.0", L"1.0",
+         {L"TARVKit Flash Drum", L"Isothermal flash drum", L"1.0", L"1.0",
           kVendor, kAbout}},
     };
     return rows;

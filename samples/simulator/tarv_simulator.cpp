@@ -869,6 +869,7 @@ void runUnit(const Options& o)
     ComPtr<IDispatch> duty = samples::ideal::makeRealParameterCollection(
         L"Energy stream", {{L"work", L"Heat duty", [work] { return *work; }, [work](double v) { *work = v; }, 0.0, -1e12,
                             1e12, L"W", {2, 1, -3, 0, 0, 0, 0, 0}}});
+    if (auto id = duty.query<ICapeIdentification>(IID_ICapeIdentification)) id->put_ComponentName(Bstr(L"Duty").get());
 
     // The unit: placed new, set, connected, calculated.
     ComPtr<ICapeUnit> unit = activate<ICapeUnit>(o, IID_ICapeUnit);
