@@ -5,6 +5,7 @@
 #include "ideal/package10.h"
 #include "ideal/package11.h"
 #include "reaction/package.h"
+#include "unit/flash_drum.h"
 
 namespace samples {
 namespace {
@@ -41,8 +42,13 @@ HRESULT createReactionPackageManager(REFIID iid, void** out)
     return ideal::createAndQuery<reaction::ReactionPackageManager>(iid, out);
 }
 
+HRESULT createFlashDrum(REFIID iid, void** out)
+{
+    return unit::createFlashDrum(iid, out, CLSID_FlashDrum, L"Flash Drum");
+}
+
 constexpr wchar_t kVendor[] = L"http://tarv.invalid/samples";
-constexpr wchar_t kAbout[] = L"Sample components of TARV64: ideal-mixture thermodynamics, power-law reactions";
+constexpr wchar_t kAbout[] = L"Sample components of TARV64: ideal-mixture thermodynamics, power-law reactions, a flash drum";
 
 } // namespace
 
@@ -74,6 +80,10 @@ const std::vector<inproc::ClassRow>& classTable()
          L"Apartment", {component, CATID_CapeReactionsPackageManager}, &createReactionPackageManager,
          {L"TARVKit Reaction Package Manager",
           L"Power-law reaction packages: Toluene Disproportionation, Hexane Disproportionation", L"1.0", L"1.0",
+          kVendor, kAbout}},
+        {CLSID_FlashDrum, kFlashDrumProgId, L"TARVKit Flash Drum", L"Apartment", {component, CATID_CapeUnitOperation},
+         &createFlashDrum,
+         {L"TARVKit Flash Drum", L"Isothermal flash drum", L"1.0", L"1.0",
           kVendor, kAbout}},
     };
     return rows;

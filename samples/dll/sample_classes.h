@@ -46,6 +46,14 @@ inline constexpr wchar_t kReactionPackageProgId[] = L"TARVKit.ReactionPackage";
 inline constexpr CLSID CLSID_ReactionPackageManager = {0xBCFAF3C5, 0x997E, 0x4B36, {0xBE, 0x51, 0xB8, 0x4A, 0x7D, 0x43, 0x81, 0xEC}};
 inline constexpr wchar_t kReactionPackageManagerProgId[] = L"TARVKit.ReactionPackageManager";
 
+// A unit operation (samples/unit).
+
+// TARVKit.FlashDrum: CAPE-OPEN 1.0 isothermal flash drum "Flash Drum", saved through
+// IPersistStreamInit.
+// {731C4BC2-A91B-4986-87AB-0D83551A5A31}
+inline constexpr CLSID CLSID_FlashDrum = {0x731C4BC2, 0xA91B, 0x4986, {0x87, 0xAB, 0x0D, 0x83, 0x55, 0x1A, 0x5A, 0x31}};
+inline constexpr wchar_t kFlashDrumProgId[] = L"TARVKit.FlashDrum";
+
 const std::vector<inproc::ClassRow>& classTable();
 
 } // namespace samples

@@ -4,12 +4,16 @@
 // a summary and releases everything. With --reactions it drives a reaction package manager
 // instead: takes a reaction package, reads its chemistry, gives it a gas of the reactions'
 // compounds at T, P and composition z and a reaction object of its own, and prints the rates.
+// With --unit it places a unit operation on its flowsheet: a flash drum between its own
+// materials and an energy stream, calculated, saved to memory and loaded into a new instance.
 //
 //   tarv_simulator [--generation 1.1|1.0] [--manager <ProgID|{CLSID}>] [--package <name>]
 //                  [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <vapour fraction>]
 //                  [--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]
 //   tarv_simulator --reactions [--manager <ProgID|{CLSID}>] [--package <name>] [--T <K>] [--P <Pa>]
 //                  [--z <y1,y2,...>] [--inproc] [--list]
+//   tarv_simulator --unit [--manager <ProgID|{CLSID}>] [--thermo <ProgID|{CLSID}>] [--T <K>] [--P <Pa>]
+//                  [--z <x1,x2,...>] [--flow <mol/s>] [--drum-T <K>] [--drum-P <Pa>] [--inproc]
 //
 // --new (1.1) asks the manager for a new package (ICapeThermoNewPropertyPackage) instead of taking
 // one by name: the manager lets the user choose it, and a null answer ends the run with status 1.
@@ -17,10 +21,19 @@
 // point, 1: dew point), TVF the pressure at --T; both are CAPE-OPEN 1.1 calculations here.
 // By default the manager is activated out of process (CLSCTX_LOCAL_SERVER), as a simulator
 // reaches the exported packages; --inproc allows any context, for in-process components.
+// --unit creates the unit operation (by default VESKER64.UnitOperation64, the logged unit, whose real
+// unit is the one configured in TARV64 or chosen by the user) and the simulator's own CAPE-OPEN 1.0
+// property package (--thermo, default TARVKit.Package10) in process for its materials: the feed at
+// --T, --P, --z and --flow, flashed; a vapour and a liquid product; an energy stream "Duty" with
+// the parameter "work". It sets the drum's "Temperature" and "Pressure" parameters to --drum-T and
+// --drum-P, connects the ports Feed, Vapour, Liquid and Duty, initialises, validates and
+// calculates, prints the products, saves the unit to a stream in memory, loads that stream into a
+// new unit operation of the same class and prints what came back.
 // Exit status: 0 success, 1 a CAPE-OPEN or COM call failed, 2 bad command line.
 #include "com/bstr.h"
 #include "com/com_ptr.h"
 #include "com/variant.h"
+#include "ideal/parameters.h"
 #include "ideal/values.h"
 #include "simulator/material.h"
 #include "simulator/reaction_object.h"
@@ -34,6 +47,7 @@
 
 #include <cstdio>
 #include <cwchar>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -60,6 +74,10 @@ struct Options {
     bool listOnly = false;
     bool newPackage = false;
     bool reactions = false;
+    bool unit = false;
+    std::wstring thermo = L"TARVKit.Package10";
+    double drumTemperature = 330.0;     // K
+    double drumPressure = 101325.0;     // Pa
 };
 
 // A failed step: what was called, its status and the failing object's ECapeUser description.
@@ -172,13 +190,19 @@ Options parse(int argc, wchar_t** argv)
         else if (opt == L"--list") o.listOnly = true;
         else if (opt == L"--new") o.newPackage = true;
         else if (opt == L"--reactions") o.reactions = true;
+        else if (opt == L"--unit") o.unit = true;
+        else if (opt == L"--thermo") o.thermo = value();
+        else if (opt == L"--drum-T") o.drumTemperature = number(opt, value());
+        else if (opt == L"--drum-P") o.drumPressure = number(opt, value());
         else throw UsageError{"unknown option " + narrow(opt)};
     }
     if (o.generation != L"1.1" && o.generation != L"1.0") throw UsageError{"--generation must be 1.1 or 1.0"};
     if (o.flash != L"TP" && o.flash != L"PVF" && o.flash != L"TVF") throw UsageError{"--flash must be TP, PVF or TVF"};
     if (o.flash != L"TP" && o.generation != L"1.1") throw UsageError{"--flash " + narrow(o.flash) + " needs --generation 1.1"};
+    if (o.unit && o.reactions) throw UsageError{"--unit and --reactions are two different roads"};
     if (o.manager.empty())
-        o.manager = o.reactions            ? L"TARV64.ReactionPackageManager64"
+        o.manager = o.unit                 ? L"VESKER64.UnitOperation64"
+                    : o.reactions            ? L"TARV64.ReactionPackageManager64"
                     : o.generation == L"1.1" ? L"TARV64.PropertyPackageManager64"
                                              : L"TARV64.ThermoSystem64";
     return o;
@@ -186,15 +210,21 @@ Options parse(int argc, wchar_t** argv)
 
 // --- Activation ---------------------------------------------------------------------------------
 
+// The class named by a ProgID or a {CLSID}.
+CLSID classOf(const std::wstring& name)
+{
+    CLSID clsid;
+    const HRESULT hr = name.front() == L'{' ? CLSIDFromString(name.c_str(), &clsid) : CLSIDFromProgID(name.c_str(), &clsid);
+    check(hr, nullptr, "looking up class " + narrow(name));
+    return clsid;
+}
+
 template <class I>
 ComPtr<I> activate(const Options& o, REFIID iid)
 {
-    CLSID clsid;
-    HRESULT hr = o.manager.front() == L'{' ? CLSIDFromString(o.manager.c_str(), &clsid)
-                                          : CLSIDFromProgID(o.manager.c_str(), &clsid);
-    check(hr, nullptr, "looking up class " + narrow(o.manager));
     ComPtr<I> object;
-    hr = CoCreateInstance(clsid, nullptr, o.inproc ? CLSCTX_ALL : CLSCTX_LOCAL_SERVER, iid, object.putVoid());
+    const HRESULT hr =
+        CoCreateInstance(classOf(o.manager), nullptr, o.inproc ? CLSCTX_ALL : CLSCTX_LOCAL_SERVER, iid, object.putVoid());
     if (hr == REGDB_E_CLASSNOTREG && !o.inproc)
         throw Failure{"creating " + narrow(o.manager), hr,
                       L"no local server is registered for it; --inproc allows in-process components"};
@@ -377,11 +407,11 @@ std::wstring identification(IUnknown* object, bool description)
 }
 
 template <class I>
-ComPtr<I> require(IUnknown* object, REFIID iid, const char* name)
+ComPtr<I> require(IUnknown* object, REFIID iid, const char* name, const char* holder = "the package")
 {
     ComPtr<I> p;
     object->QueryInterface(iid, p.putVoid());
-    if (!p) throw Failure{std::string("querying the package for ") + name, E_NOINTERFACE, {}};
+    if (!p) throw Failure{std::string("querying ") + holder + " for " + name, E_NOINTERFACE, {}};
     return p;
 }
 
@@ -744,6 +774,178 @@ void runReactions(const Options& o)
     if (packageUtilities) check(packageUtilities->Terminate(), package.get(), "package Terminate");
     if (managerUtilities) check(managerUtilities->Terminate(), manager.get(), "manager Terminate");
 }
+
+// --- The unit road ------------------------------------------------------------------------------
+
+// A port of the unit by name, connected to `object`.
+void connectPort(ICapeCollection* ports, const wchar_t* name, IDispatch* object)
+{
+    const std::string step = "connecting port " + narrow(name);
+    ComPtr<IDispatch> item;
+    check(ports->Item(Variant::fromString(name).get(), item.put()), ports, step);
+    if (!item) throw Failure{step, S_OK, L"the unit has no such port"};
+    auto port = require<ICapeUnitPort>(item.get(), IID_ICapeUnitPort, "ICapeUnitPort", "the port");
+    check(port->Connect(object), port.get(), step);
+}
+
+// A parameter of a collection by name, as ICapeParameter.
+ComPtr<ICapeParameter> parameter(IDispatch* collection, const wchar_t* name)
+{
+    const std::string step = "parameter " + narrow(name);
+    auto c = require<ICapeCollection>(collection, IID_ICapeCollection, "ICapeCollection", "the parameters");
+    ComPtr<IDispatch> item;
+    check(c->Item(Variant::fromString(name).get(), item.put()), c.get(), step);
+    if (!item) throw Failure{step, S_OK, L"no such parameter"};
+    return require<ICapeParameter>(item.get(), IID_ICapeParameter, "ICapeParameter", "the parameter");
+}
+
+double realValue(ICapeParameter* p, const std::string& step)
+{
+    Variant v;
+    check(p->get_value(v.ptr()), p, step);
+    Variant d;
+    check(VariantChangeType(d.ptr(), v.ptr(), 0, VT_R8), nullptr, step);
+    return d.get().dblVal;
+}
+
+void setRealValue(ICapeParameter* p, double value, const std::string& step)
+{
+    check(p->put_value(Variant::fromDouble(value).get()), p, step);
+}
+
+// The unit's drum settings as its parameters hold them.
+std::pair<double, double> drumSettings(ICapeUtilities* utilities)
+{
+    ComPtr<IDispatch> parameters;
+    check(utilities->get_parameters(parameters.put()), utilities, "get_parameters");
+    return {realValue(parameter(parameters.get(), L"Temperature").get(), "reading Temperature"),
+            realValue(parameter(parameters.get(), L"Pressure").get(), "reading Pressure")};
+}
+
+void printStream(const char* label, const sim::Material& m, const std::vector<std::wstring>& compounds)
+{
+    auto scalar = [&](const wchar_t* property, const wchar_t* basis) {
+        auto v = m.value(property, L"Overall", basis);
+        return v && !v->empty() ? fmt("%.6g", v->front()) : std::string("-");
+    };
+    std::printf("  %-8s T = %s K, P = %s Pa, flow = %s mol/s, x =", label, scalar(L"temperature", L"").c_str(),
+                scalar(L"pressure", L"").c_str(), scalar(L"totalFlow", L"mole").c_str());
+    const auto x = m.value(L"fraction", L"Overall", L"mole");
+    for (size_t i = 0; i < compounds.size(); ++i)
+        std::printf(" %s %s", narrow(compounds[i]).c_str(), x && i < x->size() ? fmt("%.4f", (*x)[i]).c_str() : "-");
+    std::printf("\n");
+}
+
+void runUnit(const Options& o)
+{
+    // The simulator's own thermodynamics, in process, for its materials.
+    ComPtr<ICapeThermoPropertyPackage> thermo;
+    check(CoCreateInstance(classOf(o.thermo), nullptr, CLSCTX_INPROC_SERVER, IID_ICapeThermoPropertyPackage,
+                           thermo.putVoid()),
+          nullptr, "creating " + narrow(o.thermo));
+    ComPtr<ICapeUtilities> thermoUtilities = initialize(thermo.get(), "property package");
+    Variant ids, formulae, compoundNames, boil, mw, cas, phaseList;
+    check(thermo->GetComponentList(ids.ptr(), formulae.ptr(), compoundNames.ptr(), boil.ptr(), mw.ptr(), cas.ptr()),
+          thermo.get(), "GetComponentList");
+    check(thermo->GetPhaseList(phaseList.ptr()), thermo.get(), "GetPhaseList");
+    const std::vector<std::wstring> compounds = stringsFrom(ids.get(), L"compIds");
+    const std::vector<std::wstring> phases = stringsFrom(phaseList.get(), L"phases");
+
+    auto stream = [&](const wchar_t* name) {
+        ComPtr<sim::Material> m = sim::Material::create(compounds, phases, name);
+        m->attachPackage10(thermo.get());
+        return m;
+    };
+    ComPtr<sim::Material> feed = stream(L"Feed"), vapour = stream(L"Vapour"), liquid = stream(L"Liquid");
+    ICapeThermoMaterialObject* feedObject = feed.get();
+    setProp10(feedObject, L"temperature", L"Overall", L"", {o.temperature}, "the feed temperature");
+    setProp10(feedObject, L"pressure", L"Overall", L"", {o.pressure}, "the feed pressure");
+    setProp10(feedObject, L"fraction", L"Overall", L"mole", feedComposition(o, compounds.size()), "the feed composition");
+    setProp10(feedObject, L"totalFlow", L"Overall", L"mole", {o.flow}, "the feed flow");
+    check(feedObject->CalcEquilibrium(Bstr(L"TP").get(), tarv::makeStringArray({L"enthalpy"}).get()), feedObject,
+          "the feed's TP flash");
+    // The energy stream: one parameter "work", the duty in W.
+    auto work = std::make_shared<double>(0.0);
+    ComPtr<IDispatch> duty = samples::ideal::makeRealParameterCollection(
+        L"Energy stream", {{L"work", L"Heat duty", [work] { return *work; }, [work](double v) { *work = v; }, 0.0, -1e12,
+                            1e12, L"W", {2, 1, -3, 0, 0, 0, 0, 0}}});
+    if (auto id = duty.query<ICapeIdentification>(IID_ICapeIdentification)) id->put_ComponentName(Bstr(L"Duty").get());
+
+    // The unit: placed new, set, connected, calculated.
+    ComPtr<ICapeUnit> unit = activate<ICapeUnit>(o, IID_ICapeUnit);
+    auto persist = require<IPersistStreamInit>(unit.get(), IID_IPersistStreamInit, "IPersistStreamInit", "the unit");
+    check(persist->InitNew(), unit.get(), "InitNew");
+    const std::wstring unitName = identification(unit.get(), false);
+    const std::wstring unitDescription = identification(unit.get(), true);
+    auto utilities = require<ICapeUtilities>(unit.get(), IID_ICapeUtilities, "ICapeUtilities", "the unit");
+    {
+        ComPtr<IDispatch> parameters;
+        check(utilities->get_parameters(parameters.put()), unit.get(), "get_parameters");
+        setRealValue(parameter(parameters.get(), L"Temperature").get(), o.drumTemperature, "setting Temperature");
+        setRealValue(parameter(parameters.get(), L"Pressure").get(), o.drumPressure, "setting Pressure");
+    }
+    {
+        ComPtr<IDispatch> portsDispatch;
+        check(unit->get_ports(portsDispatch.put()), unit.get(), "get_ports");
+        auto ports = require<ICapeCollection>(portsDispatch.get(), IID_ICapeCollection, "ICapeCollection", "the ports");
+        connectPort(ports.get(), L"Feed", feedObject);
+        connectPort(ports.get(), L"Vapour", static_cast<ICapeThermoMaterialObject*>(vapour.get()));
+        connectPort(ports.get(), L"Liquid", static_cast<ICapeThermoMaterialObject*>(liquid.get()));
+        connectPort(ports.get(), L"Duty", duty.get());
+    }
+    check(utilities->Initialize(), unit.get(), "Initialize");
+    Bstr message;
+    VARIANT_BOOL valid = VARIANT_FALSE;
+    check(unit->Validate(message.put(), &valid), unit.get(), "Validate");
+    if (!valid) throw Failure{"Validate", S_OK, L"the unit is not valid: " + message.wide()};
+    check(unit->Calculate(), unit.get(), "Calculate");
+    std::wstring report;
+    if (auto reports = unit.query<ICapeUnitReport>(IID_ICapeUnitReport)) {
+        Bstr text;
+        if (SUCCEEDED(reports->ProduceReport(text.put()))) report = text.wide();
+    }
+
+    // Saved to memory, as a simulator saves its flowsheet.
+    ComPtr<IStream> saved;
+    check(CreateStreamOnHGlobal(nullptr, TRUE, saved.put()), nullptr, "CreateStreamOnHGlobal");
+    check(persist->Save(saved.get(), TRUE), unit.get(), "Save");
+    ULARGE_INTEGER savedSize{};
+    LARGE_INTEGER zero{};
+    check(saved->Seek(zero, STREAM_SEEK_END, &savedSize), nullptr, "measuring the saved unit");
+    check(saved->Seek(zero, STREAM_SEEK_SET, nullptr), nullptr, "rewinding the saved unit");
+    check(utilities->Terminate(), unit.get(), "Terminate");
+    persist = nullptr;
+    utilities = nullptr;
+    unit = nullptr;
+
+    // ... and loaded into a new unit operation of the same class.
+    ComPtr<ICapeUnit> reloaded = activate<ICapeUnit>(o, IID_ICapeUnit);
+    auto reloadedPersist =
+        require<IPersistStreamInit>(reloaded.get(), IID_IPersistStreamInit, "IPersistStreamInit", "the new unit");
+    check(reloadedPersist->Load(saved.get()), reloaded.get(), "Load");
+    auto reloadedUtilities =
+        require<ICapeUtilities>(reloaded.get(), IID_ICapeUtilities, "ICapeUtilities", "the new unit");
+    const auto [loadedT, loadedP] = drumSettings(reloadedUtilities.get());
+    const std::wstring reloadedName = identification(reloaded.get(), false);
+    check(reloadedUtilities->Terminate(), reloaded.get(), "Terminate of the new unit");
+
+    std::printf("TARV sample simulator, CAPE-OPEN 1.0 unit operation\n");
+    std::printf("Unit:       %s: \"%s\", %s\n", narrow(o.manager).c_str(), narrow(unitName).c_str(),
+                narrow(unitDescription).c_str());
+    std::printf("Thermo:     %s (%s)\n", narrow(o.thermo).c_str(), narrow(identification(thermo.get(), false)).c_str());
+    std::printf("Drum:       T = %g K, P = %g Pa\n", o.drumTemperature, o.drumPressure);
+    std::printf("Streams:\n");
+    printStream("Feed", *feed.get(), compounds);
+    printStream("Vapour", *vapour.get(), compounds);
+    printStream("Liquid", *liquid.get(), compounds);
+    std::printf("Duty:       %.6g W\n", *work);
+    if (!report.empty()) std::printf("Report:     %s\n", narrow(report).c_str());
+    std::printf("Saved:      %llu bytes in memory\n", static_cast<unsigned long long>(savedSize.QuadPart));
+    std::printf("Reloaded:   \"%s\", T = %g K, P = %g Pa\n", narrow(reloadedName).c_str(), loadedT, loadedP);
+
+    for (sim::Material* m : {feed.get(), vapour.get(), liquid.get()}) m->attachPackage10(nullptr);
+    if (thermoUtilities) check(thermoUtilities->Terminate(), thermo.get(), "property package Terminate");
+}
 } // namespace
 
 int main()
@@ -760,7 +962,10 @@ int main()
                              "[--package <name>] [--flash TP|PVF|TVF] [--T <K>] [--P <Pa>] [--vf <fraction>] "
                              "[--z <x1,x2,...>] [--flow <mol/s>] [--inproc] [--list] [--new]\n"
                              "       tarv_simulator --reactions [--manager <ProgID|{CLSID}>] [--package <name>] "
-                             "[--T <K>] [--P <Pa>] [--z <y1,y2,...>] [--inproc] [--list]\n");
+                             "[--T <K>] [--P <Pa>] [--z <y1,y2,...>] [--inproc] [--list]\n"
+                             "       tarv_simulator --unit [--manager <ProgID|{CLSID}>] [--thermo <ProgID|{CLSID}>] "
+                             "[--T <K>] [--P <Pa>] [--z <x1,x2,...>] [--flow <mol/s>] [--drum-T <K>] [--drum-P <Pa>] "
+                             "[--inproc]\n");
         LocalFree(argv);
         return 2;
     }
@@ -771,7 +976,8 @@ int main()
         return 1;
     }
     try {
-        if (o.reactions) runReactions(o);
+        if (o.unit) runUnit(o);
+        else if (o.reactions) runReactions(o);
         else if (o.generation == L"1.1") run11(o);
         else run10(o);
     } catch (const Failure& f) {

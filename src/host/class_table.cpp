@@ -3,16 +3,17 @@
 #include "host/module.h"
 #include "packages/package_managers.h"
 #include "tarvlib.h"
+#include "unit/unit_operation.h"
 
 namespace tarv {
 
 const CreatableClass* creatableClasses(size_t* count)
 {
-    // The logged unit operation (UnitOperation64, script 116) joins this table with its class.
     static const CreatableClass classes[] = {
         {&CLSID_ThermoSystem64, 109, &CThermoSystem::create},
         {&CLSID_PropertyPackageManager64, 104, &CPropertyPackageManager::create},
         {&CLSID_ReactionPackageManager64, 135, &CReactionPackageManager::create},
+        {&CLSID_UnitOperation64, 116, &CUnitOperation::create},
     };
     *count = sizeof classes / sizeof classes[0];
     return classes;

@@ -41,9 +41,27 @@ enum class LogMode { Checked, Assumed };
 
 struct ProxyCall {
     CapeOpenBase& self;
-    CallLog* log;              // null when the call is not logged
+    CallLog* log;                               // null when the call is not logged
     HRESULT result = S_OK;
+    const CallLog::Mark* mark = nullptr;        // where the record opened; null when not logged
+    std::optional<HRESULT> recorded{};          // the status the record closes with, if not `result`
 };
+
+// A call of a foreign method (or of anything that runs foreign code) inside a proxied method,
+// under a barrier of its own: a fault puts the log back where the record opened and becomes the
+// barrier's record and E_UNEXPECTED.
+template <class F>
+HRESULT callForeign(ProxyCall& c, F&& call);
+
+// Step of a method that the proxy serves itself, in place of the forward: `body` (taking the
+// ProxyCall) returns the result, calling the foreign object through callForeign where it needs to.
+template <class Body>
+struct ServedHere {
+    Body body;
+    std::optional<HRESULT> instead(ProxyCall& c) { return body(c); }
+};
+template <class Body>
+ServedHere(Body) -> ServedHere<Body>;
 
 // Marker step: a foreign object without the method's interface makes the call succeed in silence.
 struct SilentWhenMissing {};
@@ -99,21 +117,25 @@ bool obtainInterface(ProxyCall& c, ComPtr<Interface>& cached, bool silentWhenMis
 // Steps 6 and 7 and what follows the forward whatever its result. A fault of the foreign method
 // puts the log back where the record opened before the barrier's record is written.
 template <class Interface, class Forward, class... Steps>
-void forwardCall(ProxyCall& c, const CallLog::Mark* mark, ComPtr<Interface>& cached, Forward& forward,
-                 Steps&... steps)
+void forwardCall(ProxyCall& c, ComPtr<Interface>& cached, Forward& forward, Steps&... steps)
 {
     (detail::prepare(steps, c), ...);
     Interface* target = cached.get();
-    BarrierFault fault;
-    c.result = guardedCall([&]() -> HRESULT { return forward(target); }, fault);
-    if (fault) {
-        if (mark) c.log->recover(*mark);
-        c.result = barrierCaught(c.log, fault);
-    }
+    c.result = callForeign(c, [&]() -> HRESULT { return forward(target); });
     (detail::afterForward(steps, c), ...);
 }
 
 } // namespace detail
+
+template <class F>
+HRESULT callForeign(ProxyCall& c, F&& call)
+{
+    BarrierFault fault;
+    const HRESULT result = guardedCall(call, fault);
+    if (!fault) return result;
+    if (c.mark) c.log->recover(*c.mark);
+    return detail::barrierCaught(c.log, fault);
+}
 
 // Each instance serves one proxied method, so it is inlined into it.
 template <LogMode Mode, class Interface, class Forward, class... Steps>
@@ -127,7 +149,7 @@ template <LogMode Mode, class Interface, class Forward, class... Steps>
         ProxyCall call{self, nullptr};
         if (!(detail::instead(steps, call) || ...)) {
             if (!detail::obtainInterface(call, cached, silent)) return call.result;
-            detail::forwardCall(call, nullptr, cached, forward, steps...);
+            detail::forwardCall(call, cached, forward, steps...);
         }
         (detail::finish(steps, call), ...);
         return call.result;
@@ -136,6 +158,7 @@ template <LogMode Mode, class Interface, class Forward, class... Steps>
     ProxyCall call{self, log};
     log->beginFunc(self.isInput(), method, self.name().c_str());
     const CallLog::Mark mark = log->mark();
+    call.mark = &mark;
     bool refused = false;
     bool closed = false;
     BarrierFault fault;
@@ -146,10 +169,10 @@ template <LogMode Mode, class Interface, class Forward, class... Steps>
                 refused = closed = true;
                 return S_OK;
             }
-            detail::forwardCall(call, &mark, cached, forward, steps...);
+            detail::forwardCall(call, cached, forward, steps...);
         }
         if (SUCCEEDED(call.result)) (detail::after(steps, call), ...);
-        log->endFunc(call.result, cached.get());
+        log->endFunc(call.recorded.value_or(call.result), cached.get());
         closed = true;
         return S_OK;
     }, fault);
@@ -286,5 +309,20 @@ struct OutInterface {
     IDispatch** value;
     void after(ProxyCall& c) const { c.log->argInterface(name, 0, *value); }
 };
+
+} // namespace tarv
+
+namespace tarv {
+
+// A logged method that the proxy serves itself rather than forwarding it to one interface: the
+// record, its in-argument and check steps, and the barrier and recovery of the template, around
+// `body` (see ServedHere). The record closes with a null interface.
+template <LogMode Mode, class Body, class... Steps>
+HRESULT servedCall(CapeOpenBase& self, const char* method, Body&& body, Steps&&... steps)
+{
+    ComPtr<IUnknown> none;
+    return proxyCall<Mode>(self, method, none, [](IUnknown*) { return E_UNEXPECTED; }, std::forward<Steps>(steps)...,
+                           ServedHere{std::forward<Body>(body)});
+}
 
 } // namespace tarv

@@ -36,6 +36,9 @@ const ClassRow kClasses[] = {
     {"{AE8F5C73-AE95-4991-96B8-E8F37B23FDB4}", "TARV64.ReactionPackageManager64", "ReactionPackageManager64 Class",
      "TARV Reaction Package Manager (CAPE-OPEN 1.0, x64)", "TARV Thermo Host: Reacion Package Manager (x64)", "1.0",
      {"{678C09A1-7D66-11D2-A67D-00105A42887F}", "{678C09AA-0100-11D2-A67D-00105A42887F}"}},
+    {"{9BDC15FC-9609-4281-8529-34A4D88984A7}", "VESKER64.UnitOperation64", "UnitOperation64 Class",
+     "VESKER Logged Unit Operation (x64)", "VESKER Logged Unit Operation (x64)", "1.0",
+     {"{678C09A5-7D66-11D2-A67D-00105A42887F}", "{678C09A1-7D66-11D2-A67D-00105A42887F}"}},
 };
 
 // A string value, or "<missing>" (the key or the value is absent).
@@ -123,7 +126,8 @@ TEST_F(RegistrationTest, MachineWideWritesEveryKeyAndValueAndUnregistrationTakes
     for (const auto& [entry, expected] : expectedEntries()) EXPECT_EQ(read(machine, entry), expected) << entry;
     for (const ClassRow& c : kClasses) {
         std::string about = read(machine, std::string("CLSID\\") + c.clsid + "\\CapeDescription|About");
-        EXPECT_NE(about.find("out-of-proc"), std::string::npos) << about;
+        const bool unit = std::string(c.progId).find("UnitOperation") != std::string::npos;
+        EXPECT_NE(about.find(unit ? "CAPE-OPEN 1.0 unit operation" : "out-of-proc"), std::string::npos) << about;
         EXPECT_NE(read(machine, std::string("CLSID\\") + c.clsid + "\\CapeDescription|VendorURL"), "<missing>");
     }
     // The type library, and the interfaces it declares: its own only.

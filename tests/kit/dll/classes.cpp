@@ -4,6 +4,7 @@
 #include "ideal/managers.h"
 #include "ideal/package11.h"
 #include "kit/kit.h"
+#include "kit/units.h"
 
 namespace kit {
 
@@ -78,7 +79,7 @@ const std::vector<ClassRow>& classTable()
     const GUID component = CATID_CapeOpenComponent;
     const GUID manager11 = CATID_CapePropertyPackageManager11;
     const GUID package11 = CATID_CapePropertyPackage11;
-    static const std::vector<ClassRow> rows{
+    static const std::vector<ClassRow> rows = withUnitRows({
         {CLSID_KitObject, kKitObjectProgId, L"TARV test kit object", L"Apartment", {}, &createKitObject, {}},
         {CLSID_ManagerFailingInit, kManagerFailingInitProgId, L"TARVKit Manager Failing Init", L"Apartment",
          {component, manager11}, &createManager<0>,
@@ -112,7 +113,7 @@ const std::vector<ClassRow>& classTable()
          {component, manager11}, &createReloadingManager,
          {L"TARVKit Reloading Manager", L"Property package manager that changes the exported list while starting",
           L"1.1", L"1.0", kVendor, kAbout}},
-    };
+    });
     return rows;
 }
 
