@@ -21,8 +21,10 @@ mkdir -p "$OUT"
 rm -f "$OUT"/*.txt
 
 winpath() { printf 'Z:%s' "$(realpath "$1" | tr / '\\')"; }
-wait_for_server() { # the server ends about a second after the simulator released its last object
-  for _ in $(seq 1 100); do
+# The server ends about a second after the simulator released its last object (longer on a busy
+# machine); Wine does not suspend its class objects meanwhile, so the next activation waits for it.
+wait_for_server() {
+  for _ in $(seq 1 600); do
     pgrep -f 'TARV64.exe' >/dev/null || break
     sleep 0.1
   done
