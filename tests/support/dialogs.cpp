@@ -25,10 +25,6 @@ BOOL CALLBACK findByCaption(HWND window, LPARAM param)
     return TRUE;
 }
 
-} // namespace
-
-namespace {
-
 // The pixels of an icon, to recognise a standard icon shown by another process.
 std::string iconBits(HICON icon)
 {
@@ -59,6 +55,15 @@ UINT standardIcon(HICON shown)
 }
 
 } // namespace
+
+HWND waitForWindow(const std::string& caption, DWORD milliseconds)
+{
+    for (DWORD waited = 0; waited < milliseconds; waited += 10, Sleep(10)) {
+        HWND w = FindWindowA("#32770", caption.c_str());
+        if (w && IsWindowVisible(w)) return w;
+    }
+    return nullptr;
+}
 
 DialogAnswerer::DialogAnswerer(std::string caption, int button, int times, std::string fileName)
     : caption_(std::move(caption)), button_(button), times_(times), fileName_(std::move(fileName)),
@@ -109,7 +114,6 @@ void DialogAnswerer::run()
         HICON icon = reinterpret_cast<HICON>(SendDlgItemMessageA(w, kMessageBoxIcon, STM_GETICON, 0, 0));
         seen.hasIcon = icon != nullptr;
         seen.icon = standardIcon(icon);
-        GetWindowThreadProcessId(w, &seen.processId);
         {
             std::lock_guard<std::mutex> guard(lock_);
             seen_.push_back(seen);

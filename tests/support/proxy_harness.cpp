@@ -13,13 +13,6 @@ namespace testsupport {
 
 using tarv::ComPtr;
 
-ULONG serverLocks()
-{
-    ULONG n = CoAddRefServerProcess();
-    CoReleaseServerProcess();
-    return n - 1;
-}
-
 NoLeaks::NoLeaks(std::initializer_list<kit::Object*> objects) : locks_(serverLocks())
 {
     for (kit::Object* o : objects) {
@@ -34,6 +27,15 @@ NoLeaks::~NoLeaks()
     for (auto& [object, count] : baseline_)
         EXPECT_EQ(object->refCount() - 1, count) << "kit object " << tarv::toNarrow(object->name()) << " leaked";
     EXPECT_EQ(serverLocks(), locks_) << "a proxy outlived its test";
+}
+
+IUnknown* originalOf(IUnknown* proxy)
+{
+    ComPtr<IOriginalObject64> o;
+    if (!proxy || FAILED(proxy->QueryInterface(IID_IOriginalObject64, o.putVoid()))) return nullptr;
+    ComPtr<IUnknown> foreign;
+    o->GetOriginalObject(foreign.put());
+    return foreign.get();
 }
 
 std::string withoutAddresses(std::string records)

@@ -7,6 +7,7 @@
 #include "kit/kit.h"
 #include "log/call_log.h"
 #include "proxy/exposed_object_base.h"
+#include "support/process.h"
 
 #include <functional>
 #include <initializer_list>
@@ -15,9 +16,6 @@
 #include <vector>
 
 namespace testsupport {
-
-// The server's lock count (every proxy holds one).
-ULONG serverLocks();
 
 // Checks at scope exit that the given kit objects are back to the reference counts they had when
 // it was made, and that every proxy made meanwhile is gone. Make it after the kit objects (and
@@ -50,6 +48,10 @@ Exposed expose(kit::Object* real, tarv::CallLog* log, const char* name)
     exposed->QueryInterface(IID_IDispatch, result.dispatch.putVoid());
     return result;
 }
+
+// The foreign object behind one of the server's proxies (its reference goes at once: the kit
+// object outlives the check); null for anything else.
+IUnknown* originalOf(IUnknown* proxy);
 
 // The records with the addresses of logged interfaces taken out.
 std::string withoutAddresses(std::string records);

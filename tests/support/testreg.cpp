@@ -3,8 +3,8 @@
 //
 //   tarv_testreg [--typelib <file.tlb>]... [--server <in-process server.dll>]...
 //
-// Type libraries are registered in the order given (a library that imports another comes after
-// it); servers register themselves through DllRegisterServer. The project's copy of the CAPE-OPEN
+// Type libraries are registered in the order given (one that imports another comes after it);
+// servers register themselves through DllRegisterServer. The project's copy of the CAPE-OPEN
 // library is registered this way in test prefixes only.
 #include <windows.h>
 #include <ole2.h>
@@ -12,7 +12,6 @@
 
 #include <cstdio>
 #include <string>
-#include <vector>
 
 namespace {
 
@@ -24,32 +23,20 @@ void fail(const std::wstring& what, HRESULT hr)
     ++gFailures;
 }
 
-// Windows form of a path given with forward slashes (as CMake writes them).
-std::wstring windowsPath(std::wstring p)
-{
-    for (wchar_t& c : p)
-        if (c == L'/') c = L'\\';
-    return p;
-}
-
 void registerTypeLib(std::wstring path)
 {
     ITypeLib* lib = nullptr;
     HRESULT hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &lib);
     if (FAILED(hr)) return fail(L"loading type library " + path, hr);
     hr = RegisterTypeLib(lib, path.data(), nullptr);
-    if (FAILED(hr)) {
-        lib->Release();
-        return fail(L"registering type library " + path, hr);
-    }
     // Read it back the way the server loads it: by identifier and version from the registry.
     TLIBATTR* attr = nullptr;
     lib->GetLibAttr(&attr);
     ITypeLib* again = nullptr;
-    hr = LoadRegTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum, attr->lcid, &again);
+    if (SUCCEEDED(hr)) hr = LoadRegTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum, attr->lcid, &again);
     lib->ReleaseTLibAttr(attr);
     lib->Release();
-    if (FAILED(hr)) return fail(L"loading registered type library " + path, hr);
+    if (FAILED(hr)) return fail(L"registering type library " + path, hr);
     again->Release();
     std::wprintf(L"registered type library %ls\n", path.c_str());
 }
@@ -58,8 +45,7 @@ void registerServer(const std::wstring& path)
 {
     HMODULE dll = LoadLibraryW(path.c_str());
     if (!dll) return fail(L"loading " + path, HRESULT_FROM_WIN32(GetLastError()));
-    auto reg = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-        reinterpret_cast<void*>(GetProcAddress(dll, "DllRegisterServer")));
+    auto reg = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(GetProcAddress(dll, "DllRegisterServer")));
     HRESULT hr = reg ? reg() : HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);
     FreeLibrary(dll);
     if (FAILED(hr)) return fail(L"DllRegisterServer of " + path, hr);
@@ -74,15 +60,16 @@ int main()
     wchar_t** argv = CommandLineToArgvW(GetCommandLineW(), &argc);
     if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
     int steps = 0;
-    for (int i = 1; i < argc; ++i) {
+    for (int i = 1; i < argc; ++i, ++steps) {
         std::wstring opt = argv[i];
         if (i + 1 >= argc || (opt != L"--typelib" && opt != L"--server")) {
             std::fwprintf(stderr, L"usage: tarv_testreg [--typelib <file.tlb>]... [--server <file.dll>]...\n");
             return 2;
         }
-        std::wstring path = windowsPath(argv[++i]);
+        std::wstring path = argv[++i];   // CMake writes forward slashes
+        for (wchar_t& c : path)
+            if (c == L'/') c = L'\\';
         if (opt == L"--typelib") registerTypeLib(path); else registerServer(path);
-        ++steps;
     }
     CoUninitialize();
     LocalFree(argv);

@@ -1,24 +1,25 @@
-#include "viewer/screenshot.h"
+#pragma once
+// A window as the user sees it, frame and menu included, saved as a 24-bit BMP file named `name` in
+// the folder TARV64_SCREENSHOTS names (else the temporary folder): copied from the window's device
+// context, which works under Wine's null graphics driver too.
+#include <windows.h>
 
+#include <cstdlib>
 #include <fstream>
+#include <string>
 #include <vector>
 
-namespace viewertest {
+namespace testsupport {
 
-bool saveWindowPicture(HWND window, const std::string& path)
+inline bool saveScreenshot(HWND window, const std::string& name)
 {
-    return saveWindowsPicture({window}, path);
-}
-
-bool saveWindowsPicture(const std::vector<HWND>& windows, const std::string& path)
-{
-    RECT all{};
-    for (HWND w : windows) {
-        RedrawWindow(w, nullptr, nullptr, RDW_INVALIDATE | RDW_FRAME | RDW_UPDATENOW | RDW_ALLCHILDREN);
-        RECT r;
-        GetWindowRect(w, &r);
-        UnionRect(&all, &all, &r);
-    }
+    char temp[MAX_PATH];
+    GetTempPathA(MAX_PATH, temp);
+    const char* dir = std::getenv("TARV64_SCREENSHOTS");
+    const std::string path = (dir ? std::string(dir) + "\\" : std::string(temp)) + name;
+    RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_FRAME | RDW_UPDATENOW | RDW_ALLCHILDREN);
+    RECT all;
+    GetWindowRect(window, &all);
     BITMAPINFOHEADER info{sizeof info, all.right - all.left, all.bottom - all.top, 1, 24, BI_RGB, 0, 0, 0, 0, 0};
     if (info.biWidth <= 0 || info.biHeight <= 0) return false;
     std::vector<char> bits(static_cast<size_t>((info.biWidth * 3 + 3) & ~3) * info.biHeight);
@@ -27,14 +28,9 @@ bool saveWindowsPicture(const std::vector<HWND>& windows, const std::string& pat
     HDC memory = CreateCompatibleDC(screen);
     HBITMAP bitmap = CreateCompatibleBitmap(screen, info.biWidth, info.biHeight);
     HGDIOBJ old = SelectObject(memory, bitmap);
-    PatBlt(memory, 0, 0, info.biWidth, info.biHeight, WHITENESS);
-    for (HWND w : windows) {
-        RECT r;
-        GetWindowRect(w, &r);
-        HDC source = GetWindowDC(w);
-        BitBlt(memory, r.left - all.left, r.top - all.top, r.right - r.left, r.bottom - r.top, source, 0, 0, SRCCOPY);
-        ReleaseDC(w, source);
-    }
+    HDC source = GetWindowDC(window);
+    BitBlt(memory, 0, 0, info.biWidth, info.biHeight, source, 0, 0, SRCCOPY);
+    ReleaseDC(window, source);
     SelectObject(memory, old);
     GetDIBits(memory, bitmap, 0, info.biHeight, bits.data(), reinterpret_cast<BITMAPINFO*>(&info), DIB_RGB_COLORS);
     DeleteObject(bitmap);
@@ -50,4 +46,5 @@ bool saveWindowsPicture(const std::vector<HWND>& windows, const std::string& pat
     return static_cast<bool>(out);
 }
 
-} // namespace viewertest
+
+} // namespace testsupport
