@@ -1,6 +1,6 @@
 // Interface pointers crossing the thermo proxies: results wrapped in new proxies of the same tree
-// with the generation, owner and read-only flag each method gives them, a source material that is
-// one of the server's own proxies, and a package that calls back into its material.
+// with the generation, owner and read-only flag each method gives them, late calls after the
+// owner's end, and a source material that is one of the server's own proxies.
 #include "thermo/harness.h"
 
 #include "com/bstr.h"
@@ -13,8 +13,6 @@
 #include <vector>
 
 using tarv::Bstr;
-using tarv::ComPtr;
-using testsupport::LogCapture;
 using namespace thermotest;
 
 namespace {
@@ -139,8 +137,8 @@ TEST(Wrapping, ResultsComeBackAsProxiesOfTheMakersOwnerWithTheirMethodsGeneratio
                               answer == Answer::Failure ? E_FAIL : S_OK);
             NoLeaks leaks{makerKit.get(), productKit.get(), package10Kit.get(), package11Kit.get()};
 
-            Package package10 = exposePackage10(package10Kit.get(), capture.log());
-            Package package11 = exposePackage11(package11Kit.get(), capture.log());
+            auto package10 = testsupport::expose<tarv::CPropertyPackage10>(package10Kit.get(), capture.log(), "Package");
+            auto package11 = testsupport::expose<tarv::CPropertyPackage11>(package11Kit.get(), capture.log(), "Package");
             tarv::ExposedObjectBase* owner = row.owner == Owner::Package10   ? package10.exposed
                                              : row.owner == Owner::Package11 ? package11.exposed
                                                                              : nullptr;
@@ -177,9 +175,7 @@ TEST(Wrapping, ResultsComeBackAsProxiesOfTheMakersOwnerWithTheirMethodsGeneratio
             ComPtr<IUnknown> original;
             ASSERT_EQ(made.query<IOriginalObject64>()->GetOriginalObject(original.put()), S_OK);
             EXPECT_EQ(original.get(), static_cast<IUnknown*>(answered));
-            EXPECT_NE(records.find(logged + "  <argval value=\"interface to object &quot;Made&quot;\"/>"),
-                      std::string::npos)
-                << records;
+            EXPECT_NE(records.find(logged + "  <argval value=\"interface to object &quot;Made&quot;\"/>"), std::string::npos);
             tarv::CapeOpenBase* product = makesTemplates ? static_cast<tarv::CapeOpenBase*>(templateOf(made.get()))
                                                          : static_cast<tarv::CapeOpenBase*>(materialOf(made.get()));
             if (!makesTemplates) {
@@ -212,7 +208,7 @@ TEST(Wrapping, ATemplatesMaterialFollowsTheContextsTreeAndLateCallsAfterTheOwner
     NoLeaks leaks{packageKit.get(), contextKitObject.get(), templateKitObject.get(), materialKit.get()};
     ComPtr<IDispatch> keptTemplate, keptMaterial;
     {
-        Package package = exposePackage11(packageKit.get(), capture.log());
+        auto package = testsupport::expose<tarv::CPropertyPackage11>(packageKit.get(), capture.log(), "Package");
         ASSERT_EQ(package.dispatch.query<ICapeUtilities>()->put_simulationContext(
                       contextKitObject->ptr<ICapeMaterialTemplateSystem>()),
                   S_OK);
@@ -292,109 +288,4 @@ TEST(MaterialObject, CopyFromMaterialHoldsTheObjectBehindAProxySourceOverTheCall
 </func>
 )");
     }
-}
-
-// A package's calls back into the material it was given are the server's calls out to the
-// simulator's object: records with direc "out", nested in the package's record.
-TEST(PropertyPackage11, ThePackagesCallsIntoItsMaterialNestInsideItsOwnRecord)
-{
-    LogCapture capture("Package");
-    auto stream = makeMaterial(Material::Full11, L"Feed");
-    stream->on(&ICapeThermoMaterial::GetOverallTPFraction, [](double* t, double* p, VARIANT* x) {
-        *t = 350;
-        *p = 2e5;
-        tarv::makeDoubleArray({1}).detachTo(x);
-    });
-    auto real = Object::create<ICapeThermoMaterialContext, ICapeThermoEquilibriumRoutine, ICapeIdentification>(L"Real");
-    std::vector<ComPtr<IDispatch>> stored;   // the package keeps every material it was given
-    real->on(&ICapeThermoMaterialContext::SetMaterial, [&](IDispatch* m) { stored.emplace_back(m); })
-        .on(&ICapeThermoMaterialContext::UnsetMaterial, [&] { stored.clear(); })
-        .on(&ICapeThermoEquilibriumRoutine::CalcEquilibrium, [&](VARIANT, VARIANT, BSTR) {
-            auto material = stored.back().query<ICapeThermoMaterial>();
-            double t = 0, p = 0;
-            tarv::Variant x;
-            material->GetOverallTPFraction(&t, &p, x.ptr());
-            tarv::Variant temperature = tarv::makeDoubleArray({t});
-            return material->SetSinglePhaseProp(Bstr(L"temperature").get(), Bstr(L"Vapor").get(), nullptr,
-                                                temperature.get());
-        });
-    NoLeaks leaks{stream.get(), real.get()};
-    {
-        Package package = exposePackage11(real.get(), capture.log());
-        auto context = package.dispatch.query<ICapeThermoMaterialContext>();
-        // Each crossing makes a proxy of its own; the first lives on while the package holds it.
-        IDispatch* raw = stream->ptr<ICapeThermoMaterial>();
-        ASSERT_EQ(context->SetMaterial(raw), S_OK);
-        ASSERT_EQ(context->SetMaterial(raw), S_OK);
-        ASSERT_EQ(stored.size(), 2u);
-        EXPECT_NE(stored[0].get(), raw);
-        EXPECT_NE(stored[1].get(), raw);
-        EXPECT_NE(stored[0].get(), stored[1].get());
-        EXPECT_EQ(package.exposed->children().size(), 2u);
-        tarv::Variant spec = tarv::makeStringArray({L"temperature"});
-        ASSERT_EQ(package.dispatch.query<ICapeThermoEquilibriumRoutine>()->CalcEquilibrium(spec.get(), spec.get(),
-                                                                                          Bstr(L"Unspecified").get()),
-                  S_OK);
-        ASSERT_EQ(context->UnsetMaterial(), S_OK);
-        EXPECT_TRUE(package.exposed->children().empty());
-    }
-    // The log closes at the package's final release.
-    EXPECT_EQ(withoutAddresses(capture.records()), R"(<func name="ICapeThermoMaterialContext::SetMaterial" direc="in" object="Package">
- <arg name="material" direc="in" type="interface">
-  <argval value="interface to object &quot;Feed&quot;"/>
- </arg>
-</func>
-<func name="ICapeThermoMaterialContext::SetMaterial" direc="in" object="Package">
- <arg name="material" direc="in" type="interface">
-  <argval value="interface to object &quot;Feed&quot;"/>
- </arg>
-</func>
-<func name="ICapeThermoEquilibriumRoutine::CalcEquilibrium" direc="in" object="Package">
- <arg name="specification1" direc="in" type="VT_ARRAY|VT_BSTR">
-  <info value="Lower bound: 0"/>
-  <info value="Upper bound: 0"/>
-  <argval value="&quot;temperature&quot;"/>
- </arg>
- <arg name="specification2" direc="in" type="VT_ARRAY|VT_BSTR">
-  <info value="Lower bound: 0"/>
-  <info value="Upper bound: 0"/>
-  <argval value="&quot;temperature&quot;"/>
- </arg>
- <arg name="solutionType" direc="in" type="string">
-  <argval value="&quot;Unspecified&quot;"/>
- </arg>
- <func name="ICapeThermoMaterial::GetOverallTPFraction" direc="out" object="Feed">
-  <arg name="temperature" direc="out" type="double">
-   <argval value="350"/>
-  </arg>
-  <arg name="pressure" direc="out" type="double">
-   <argval value="200000"/>
-  </arg>
-  <arg name="composition" direc="out" type="VT_ARRAY|VT_R8">
-   <info value="Lower bound: 0"/>
-   <info value="Upper bound: 0"/>
-   <argval value="1"/>
-  </arg>
- </func>
- <func name="ICapeThermoMaterial::SetSinglePhaseProp" direc="out" object="Feed">
-  <arg name="property" direc="in" type="string">
-   <argval value="&quot;temperature&quot;"/>
-  </arg>
-  <arg name="phaseLabel" direc="in" type="string">
-   <argval value="&quot;Vapor&quot;"/>
-  </arg>
-  <arg name="basis" direc="in" type="string">
-   <argval value="&lt;NULL&gt;"/>
-  </arg>
-  <arg name="values" direc="in" type="VT_ARRAY|VT_R8">
-   <info value="Lower bound: 0"/>
-   <info value="Upper bound: 0"/>
-   <argval value="350"/>
-  </arg>
- </func>
-</func>
-<func name="ICapeThermoMaterialContext::UnsetMaterial" direc="in" object="Package">
-</func>
-</tarvlogdocument>
-)");
 }
