@@ -15,8 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
 #include <set>
 
 using kit::Object;
@@ -28,25 +26,6 @@ using testsupport::NoLeaks;
 namespace {
 
 IDispatch* const kUntouched = reinterpret_cast<IDispatch*>(0x5A5A5A5A);
-
-// An address as the log writes it.
-std::string address(const void* p)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "0x%016llX", static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(p)));
-    return text;
-}
-
-// The foreign object behind one of the server's proxies (the reference goes at once: the kit
-// object outlives the check); null for anything else.
-IUnknown* original(IUnknown* proxy)
-{
-    ComPtr<IOriginalObject64> o;
-    if (FAILED(proxy->QueryInterface(IID_IOriginalObject64, o.putVoid()))) return nullptr;
-    ComPtr<IUnknown> foreign;
-    o->GetOriginalObject(foreign.put());
-    return foreign.get();
-}
 
 std::vector<std::string> childNames(const tarv::ExposedObjectBase* owner)
 {
@@ -96,8 +75,8 @@ TEST(ParameterCollection, EachItemComesBackAsANewProxyLoggedAsReceived)
         // a failure leaves the caller's location alone.
         ASSERT_TRUE(first && second);
         EXPECT_NE(first.get(), second.get());
-        EXPECT_EQ(original(first.get()), static_cast<IUnknown*>(parameter->ptr<ICapeParameter>()));
-        EXPECT_EQ(original(second.get()), original(first.get()));
+        EXPECT_EQ(testsupport::originalOf(first.get()), static_cast<IUnknown*>(parameter->ptr<ICapeParameter>()));
+        EXPECT_EQ(testsupport::originalOf(second.get()), testsupport::originalOf(first.get()));
         EXPECT_FALSE(none);
         EXPECT_EQ(failed, kUntouched);
         EXPECT_EQ(count, 2);
@@ -105,46 +84,7 @@ TEST(ParameterCollection, EachItemComesBackAsANewProxyLoggedAsReceived)
         EXPECT_EQ(childNames(package.exposed.exposed),
                   (std::vector<std::string>{"Parameters", "Pressure drop", "Pressure drop", "Odd"}));
     }
-    EXPECT_EQ(testsupport::withoutAddresses(capture.records()), R"(<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="1"/>
- </arg>
- <arg name="Item" direc="out" type="interface">
-  <argval value="interface to object &quot;Pressure drop&quot;"/>
- </arg>
-</func>
-<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_BSTR">
-  <argval value="&quot;1&quot;"/>
- </arg>
- <arg name="Item" direc="out" type="interface">
-  <argval value="interface to object &quot;Pressure drop&quot;"/>
- </arg>
-</func>
-<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="2"/>
- </arg>
- <arg name="Item" direc="out" type="interface">
-  <argval value="NULL"/>
- </arg>
-</func>
-<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="3"/>
- </arg>
- <error value="E_INVALIDARG: Invalid parameter."/>
-</func>
-<func name="ICapeCollection::Count" direc="in" object="Parameters">
- <arg name="itemsCount" direc="out" type="long">
-  <argval value="2"/>
- </arg>
-</func>
-<func name="ICapeCollection::Count" direc="in" object="Odd">
- <warning value="Interface not exposed by object"/>
-</func>
-</tarvlogdocument>
-)");
+    EXPECT_EQ(testsupport::withoutAddresses(capture.records()), testsupport::expectedText("params/collection_items.log"));
 }
 
 TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
@@ -153,24 +93,13 @@ TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
         int readOnly;
         CapeParamMode mode;
         bool asked;   // the making queried ICapeParameter and called get_Mode
-        const char* putValueRecord;
+        std::string putValueRecord;
     };
-    const char* const writable = R"(<func name="ICapeParameter::put_value" direc="in" object="Reflux ratio">
- <arg name="value" direc="in" type="VT_R8">
-  <argval value="2.5"/>
- </arg>
-</func>
-)";
+    const std::string writable = testsupport::expectedText("params/put_value.log");
     const Row rows[] = {
         {0, CAPE_INPUT, true, writable},
         {0, CAPE_OUTPUT, true, writable},
-        {1, CAPE_OUTPUT, false, R"(<func name="ICapeParameter::put_value" direc="in" object="Reflux ratio">
- <error value="This object should be considered read-only"/>
- <arg name="value" direc="in" type="VT_R8">
-  <argval value="2.5"/>
- </arg>
-</func>
-)"},
+        {1, CAPE_OUTPUT, false, testsupport::expectedText("params/put_value_read_only.log")},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << "readOnly " << row.readOnly << ", mode " << row.mode);
@@ -192,59 +121,6 @@ TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
             EXPECT_EQ(now.get().dblVal, 2.5);
             EXPECT_EQ(capture.records().substr(beforeCall.size()), row.putValueRecord);
             EXPECT_EQ(beforeCall.find("get_Mode"), std::string::npos) << "the mode asked at the making is not logged";
-        }
-    }
-}
-
-TEST(Parameter, TheParameterSpecIsLoggedAsTheParameterGaveItAndHandedOutAsANewProxy)
-{
-    auto spec = kit::makeSpec(CAPE_INT, L"Stages spec");
-    struct Row {
-        ComPtr<Object> spec;
-        const char* logged;
-    };
-    const Row rows[] = {
-        {spec, R"(<func name="ICapeParameter::get_Specification" direc="in" object="Stages">
- <arg name="spec" direc="out" type="interface">
-  <argval value="interface to object &quot;Stages spec&quot;"/>
- </arg>
-</func>
-)"},
-        {nullptr, R"(<func name="ICapeParameter::get_Specification" direc="in" object="Stages">
- <arg name="spec" direc="out" type="interface">
-  <argval value="NULL"/>
- </arg>
-</func>
-)"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.spec ? "a specification" : "none");
-        auto parameter = kit::makeParameter(row.spec, CAPE_INPUT, L"Stages");
-        LogCapture capture;
-        {
-            NoLeaks leaks{parameter.get(), spec.get()};
-            Package package(capture.log());
-            auto proxy = tarv::createParameterProxy(parameter->ptr<ICapeParameter>(), capture.log(),
-                                                    package.exposed.exposed, 1, 0)
-                             .query<ICapeParameter>();
-            const std::string made = capture.records();
-            ComPtr<IDispatch> first, second;
-            EXPECT_EQ(proxy->get_Specification(first.put()), S_OK);
-            const std::string record = capture.records().substr(made.size());
-            EXPECT_EQ(proxy->get_Specification(second.put()), S_OK);
-            if (row.spec) {
-                IUnknown* raw = row.spec->ptr<ICapeParameterSpec>();
-                EXPECT_NE(record.find("(address " + address(raw) + ")"), std::string::npos) << record;
-                EXPECT_EQ(original(first.get()), raw);
-                EXPECT_EQ(original(second.get()), raw);
-                EXPECT_NE(first.get(), second.get());
-                EXPECT_EQ(childNames(package.exposed.exposed),
-                          (std::vector<std::string>{"Stages", "Stages spec", "Stages spec"}));
-            } else {
-                EXPECT_FALSE(first || second);
-                EXPECT_EQ(childNames(package.exposed.exposed), std::vector<std::string>{"Stages"});
-            }
-            EXPECT_EQ(testsupport::withoutAddresses(record), row.logged);
         }
     }
 }
@@ -289,28 +165,7 @@ TEST(ParameterSpec, AMissingInterfaceRefusesItsMethodsAloneAndTheBoundariesAreTh
         EXPECT_EQ(std::count(queries.begin(), queries.end(), IID_ICapeRealParameterSpec), 1);
         EXPECT_EQ(std::count(queries.begin(), queries.end(), IID_ICapeParameterSpec), 1);
         EXPECT_EQ(spec->callCount("ECapeBoundaries::get_UpperBound"), 0u);
-        EXPECT_EQ(capture.records().substr(queried.size()), R"(<func name="ICapeParameterSpec::get_Type" direc="in" object="Temperature spec">
- <arg name="Type" direc="out" type="CapeParamType">
-  <argval value="CAPE_REAL"/>
- </arg>
-</func>
-<func name="ICapeRealParameterSpec::get_LowerBound" direc="in" object="Temperature spec">
- <arg name="lBound" direc="out" type="double">
-  <argval value="200"/>
- </arg>
-</func>
-<func name="ICapeOptionParameterSpec::get_OptionList" direc="in" object="Temperature spec">
- <warning value="Interface not exposed by object"/>
-</func>
-<func name="ICapeRealParameterSpec::get_UpperBound" direc="in" object="Temperature spec">
- <arg name="uBound" direc="out" type="double">
-  <argval value="600"/>
- </arg>
-</func>
-<func name="ICapeOptionParameterSpec::get_RestrictedToList" direc="in" object="Temperature spec">
- <warning value="Interface not exposed by object"/>
-</func>
-)");
+        EXPECT_EQ(capture.records().substr(queried.size()), testsupport::expectedText("params/missing_interface.log"));
     }
 }
 
@@ -375,7 +230,7 @@ TEST(ParameterSpec, ItemsSpecificationsAreReplacedInPlaceFirstIndexFastest)
                 for (const ComPtr<Object>& item : items) {
                     ComPtr<IDispatch> element;
                     SafeArrayGetElement(specs.get().parray, index.data(), element.put());
-                    EXPECT_EQ(original(element.get()), static_cast<IUnknown*>(item->ptr<ICapeParameterSpec>()));
+                    EXPECT_EQ(testsupport::originalOf(element.get()), static_cast<IUnknown*>(item->ptr<ICapeParameterSpec>()));
                     EXPECT_EQ(static_cast<tarv::CParameterSpec*>(element.query<ICapeParameterSpec>().get())->readOnly(), 1);
                     proxies.insert(element.get());
                     expectedChildren.push_back(tarv::toNarrow(item->name()));
@@ -420,7 +275,7 @@ TEST(ExposedObject, GetParametersWrapsWithALogAndPassesTheCollectionRawWithout)
                 EXPECT_FALSE(parameters);
             } else {
                 EXPECT_NE(parameters.get(), raw);
-                EXPECT_EQ(original(parameters.get()), static_cast<IUnknown*>(raw));
+                EXPECT_EQ(testsupport::originalOf(parameters.get()), static_cast<IUnknown*>(raw));
                 EXPECT_EQ(childNames(exposed.exposed), std::vector<std::string>{"Settings"});
                 EXPECT_NE(capture.records().find("interface to object &quot;Settings&quot;"), std::string::npos);
             }

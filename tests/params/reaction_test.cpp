@@ -1,7 +1,7 @@
 // The reaction package and the reaction object proxy over kit objects, read through their logs:
-// the null material in each class's wording, the 1.0 material that replaces the caller's pointer,
-// the electrolyte tear-offs, a reaction object without its properties interface, and the
-// parameter collections wrapped with a log and raw without.
+// the null material in each class's wording, the electrolyte tear-offs, a reaction object without
+// some of its interfaces, and its parameter collections. The package's road with and without a
+// log (materials, reaction objects, parameters) is the server's, shown out of process.
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/parameters.h"
@@ -28,15 +28,6 @@ const std::vector<IID> kPackageInterfaces = {IID_ICapeReactionChemistry, IID_ICa
                                              IID_ICapeIdentification};
 
 IDispatch* const kUntouched = reinterpret_cast<IDispatch*>(0x5A5A5A5A);
-
-IUnknown* original(IUnknown* proxy)
-{
-    ComPtr<IOriginalObject64> o;
-    if (!proxy || FAILED(proxy->QueryInterface(IID_IOriginalObject64, o.putVoid()))) return nullptr;
-    ComPtr<IUnknown> foreign;
-    o->GetOriginalObject(foreign.put());
-    return foreign.get();
-}
 
 // The class's destruction keeps the foreign references: what the owner's final release does.
 void empty(IDispatch* proxy)
@@ -107,40 +98,12 @@ TEST(ReactionProxies, ANullMaterialIsReportedInEachClassesWordingAndForwarded)
     }
 }
 
-TEST(ReactionProxies, TheMaterialOfThe10ContextReplacesTheCallersPointerThe11OneALocal)
-{
-    auto material = Object::create<ICapeThermoMaterialObject, ICapeIdentification>(L"Gas");
-    for (bool logged : {true, false}) {
-        SCOPED_TRACE(logged);
-        auto real = Object::create(kPackageInterfaces, L"Real");
-        IUnknown* received10 = nullptr;
-        ComPtr<IUnknown> kept11;   // the package keeps the 1.1 material
-        real->on(&ICapeThermoContext10::SetMaterial, [&](IDispatch** m) { received10 = *m; });
-        real->on(&ICapeThermoMaterialContext::SetMaterial, [&](IDispatch* m) { kept11 = ComPtr<IUnknown>(m); });
-        LogCapture capture;
-        NoLeaks leaks{material.get(), real.get()};
-        Made package = make(Class::Package, real.get(), logged ? capture.log() : nullptr);
-        // The caller's slot holds a reference of its own, which the holder of the slot releases.
-        IDispatch* slot = material->as<IDispatch>().detach();
-        IDispatch* const given = slot;
-        ASSERT_EQ(package.as<ICapeThermoContext10>()->SetMaterial(&slot), S_OK);
-        EXPECT_EQ(received10, slot);
-        EXPECT_EQ(slot != given, logged);
-        EXPECT_EQ(original(slot), logged ? static_cast<IUnknown*>(material->ptr<IDispatch>()) : nullptr);
-        slot->Release();
-        ASSERT_EQ(package.as<ICapeThermoMaterialContext>()->SetMaterial(given), S_OK);
-        EXPECT_EQ(kept11.get() != given, logged);
-        EXPECT_EQ(original(kept11.get()), logged ? static_cast<IUnknown*>(material->ptr<IDispatch>()) : nullptr);
-        kept11.reset();
-    }
-}
-
 TEST(ReactionProxies, EachElectrolyteQueryMakesATearOffThatSharesThePackagesInterface)
 {
     auto real = Object::create(kPackageInterfaces, L"Real");
     auto reactions = Object::create<ICapeReactionProperties, ICapeIdentification>(L"Reactions");
     std::vector<IUnknown*> received;
-    real->on(&ICapeElectrolyteReactionContext::SetReactionObject, [&](IDispatch** r) { received.push_back(original(*r)); });
+    real->on(&ICapeElectrolyteReactionContext::SetReactionObject, [&](IDispatch** r) { received.push_back(testsupport::originalOf(*r)); });
     LogCapture capture;
     {
         NoLeaks leaks{real.get(), reactions.get()};
@@ -196,44 +159,26 @@ TEST(ReactionProxies, AReactionObjectWithoutItsPropertiesStillAnswersItsChemistr
     EXPECT_EQ(records.find("propVals"), std::string::npos);
 }
 
-TEST(ReactionProxies, ReactionParametersComeWrappedWithALogAndRawWithout)
+// The package's road (logged and not) is the server's; the reaction object's calls are the
+// component's, so its collection's records go out.
+TEST(ReactionProxies, AReactionObjectsParametersComeWrappedAndTheirCallsGoOut)
 {
-    struct Row {
-        Class cls;
-        bool logged;
-        const char* countDirection;   // of the collection proxy's records; null: no proxy
-    } rows[] = {{Class::Package, true, "in"}, {Class::Package, false, nullptr}, {Class::ReactionObject, true, "out"}};
-    for (const Row& row : rows) {
-        SCOPED_TRACE(static_cast<int>(row.cls) * 2 + row.logged);
-        auto collection = kit::makeCollection({});
-        auto real = Object::create(kPackageInterfaces, L"Real");
-        real->returns(&ICapeReactionChemistry::GetReactionParameters, collection->ptr<IDispatch>());
-        LogCapture capture;
-        {
-            NoLeaks leaks{real.get(), collection.get()};
-            Made made = make(row.cls, real.get(), row.logged ? capture.log() : nullptr);
-            ComPtr<IDispatch> parameters;
-            ASSERT_EQ(made.as<ICapeReactionChemistry>()->GetReactionParameters(Bstr(L"R1").get(), parameters.put()),
-                      S_OK);
-            if (row.countDirection) {
-                EXPECT_EQ(original(parameters.get()), static_cast<IUnknown*>(collection->ptr<IDispatch>()));
-                LONG count = -1;
-                EXPECT_EQ(parameters.query<ICapeCollection>()->Count(&count), S_OK);
-            } else {
-                EXPECT_EQ(parameters.get(), collection->ptr<IDispatch>());
-            }
-        }
-        const std::string records = capture.records();
-        if (!row.countDirection) {
-            EXPECT_EQ(records, "");
-            continue;
-        }
-        EXPECT_NE(records.find(" <arg name=\"reacID\" direc=\"in\" type=\"string\">"), std::string::npos) << records;
-        EXPECT_NE(records.find("<func name=\"ICapeCollection::Count\" direc=\"" + std::string(row.countDirection) +
-                               "\" object=\"Parameters\">"),
-                  std::string::npos)
-            << records;
+    auto collection = kit::makeCollection({});
+    auto real = Object::create(kPackageInterfaces, L"Real");
+    real->returns(&ICapeReactionChemistry::GetReactionParameters, collection->ptr<IDispatch>());
+    LogCapture capture;
+    {
+        NoLeaks leaks{real.get(), collection.get()};
+        Made made = make(Class::ReactionObject, real.get(), capture.log());
+        ComPtr<IDispatch> parameters;
+        ASSERT_EQ(made.as<ICapeReactionChemistry>()->GetReactionParameters(Bstr(L"R1").get(), parameters.put()), S_OK);
+        EXPECT_EQ(testsupport::originalOf(parameters.get()), static_cast<IUnknown*>(collection->ptr<IDispatch>()));
+        LONG count = -1;
+        EXPECT_EQ(parameters.query<ICapeCollection>()->Count(&count), S_OK);
     }
+    const std::string records = capture.records();
+    EXPECT_NE(records.find(" <arg name=\"reacID\" direc=\"in\" type=\"string\">"), std::string::npos) << records;
+    EXPECT_NE(records.find("<func name=\"ICapeCollection::Count\" direc=\"out\" object=\"Parameters\">"), std::string::npos);
 }
 
 TEST(ReactionProxies, TheReactionObjectLogsNoReactionIdWhenItsChemistryIsMissing)
