@@ -1,12 +1,18 @@
 // The log reader's rules, through a sink that records what it is handed: the element table, what
-// stays of a file that cannot be read whole and what the user is told, and the progress threshold.
+// stays of a file that cannot be read whole and what the user is told, the progress threshold, and
+// a few hundred damaged copies of a log that CallLog wrote (cut at random places, bytes changed,
+// end tags removed, an unknown type): the reader must neither crash nor hang, hand on a
+// well-formed tree, and tell the user nothing but its own messages.
 #include "viewer/log_reader.h"
 #include "viewer/outline.h"
+
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <random>
 #include <share.h>
 
 using tarv::LogReaderMessage;
@@ -23,22 +29,66 @@ int32_t longestText(const RecordingSink& sink)
     return static_cast<int32_t>(longest);
 }
 
-// Parser messages, then one "XML parse error in" message at the end.
-void expectParseFailure(const RecordingSink& sink, const std::string& path, const std::string& name)
+// Replaces the value of one randomly chosen attribute `type` by the bare text "<unknown>".
+bool unknownType(std::string& text, std::mt19937& random)
 {
-    ASSERT_GE(sink.messages.size(), 2u) << name;
-    for (size_t i = 0; i + 1 < sink.messages.size(); ++i) {
+    std::vector<size_t> places;
+    for (size_t p = text.find("type=\""); p != std::string::npos; p = text.find("type=\"", p + 1)) places.push_back(p);
+    if (places.empty()) return false;
+    size_t start = places[random() % places.size()] + 6;
+    text.replace(start, text.find('"', start) - start, "<unknown>");
+    return true;
+}
+
+bool removeEndTag(std::string& text, std::mt19937& random)
+{
+    std::vector<size_t> places;
+    for (size_t p = text.find("</"); p != std::string::npos; p = text.find("</", p + 1)) places.push_back(p);
+    if (places.empty()) return false;
+    size_t start = places[random() % places.size()];
+    text.erase(start, text.find('>', start) + 1 - start);
+    return true;
+}
+
+void changeBytes(std::string& text, std::mt19937& random)
+{
+    for (int n = 1 + static_cast<int>(random() % 3); n > 0; --n)
+        text[random() % text.size()] = static_cast<char>(random() % 256);
+}
+
+void expectOwnMessages(const RecordingSink& sink, const std::string& path, const std::string& what)
+{
+    for (size_t i = 0; i < sink.messages.size(); ++i) {
         const LogReaderMessage& m = sink.messages[i];
-        EXPECT_EQ(m.kind, Kind::parserMessage) << name;
-        EXPECT_STREQ(m.caption, "Parse error: ") << name;
-        std::string prefix = "Parse error in \"" + path + "\", line " + std::to_string(m.line) + ": ";
-        EXPECT_EQ(m.text.rfind(prefix, 0), 0u) << name << ": " << m.text;
-        EXPECT_GT(m.text.size(), prefix.size()) << name;
+        if (m.kind == Kind::parserMessage) {
+            EXPECT_STREQ(m.caption, "Parse error: ") << what;
+            EXPECT_EQ(m.text.rfind("Parse error in \"" + path + "\", line " + std::to_string(m.line) + ": ", 0), 0u)
+                << what << ": " << m.text;
+        } else {
+            EXPECT_EQ(m.kind, Kind::parseFailed) << what << ": " << m.text;
+            EXPECT_STREQ(m.caption, "Parse Error:") << what;
+            EXPECT_EQ(m.text, "XML parse error in \"" + path + "\"") << what;
+            EXPECT_EQ(i + 1, sink.messages.size()) << what << ": the failure is told last";
+        }
     }
-    const LogReaderMessage& last = sink.messages.back();
-    EXPECT_EQ(last.kind, Kind::parseFailed) << name;
-    EXPECT_STREQ(last.caption, "Parse Error:") << name;
-    EXPECT_EQ(last.text, "XML parse error in \"" + path + "\"") << name;
+}
+
+void expectWellFormed(const RecordingSink& sink, int32_t longest, const std::string& what)
+{
+    for (size_t i = 0; i < sink.items.size(); ++i) {
+        EXPECT_LE(sink.items[i].parent, i) << what << ": item " << i + 1 << " comes after its parent";
+        if (sink.items[i].parent) {
+            EXPECT_TRUE(sink.items[sink.items[i].parent - 1].hasChildren) << what;
+        }
+    }
+    EXPECT_EQ(longest, longestText(sink)) << what;
+    for (const std::string& row : sink.rows) {
+        size_t number = std::stoul(row.substr(row.rfind('#') + 1));
+        ASSERT_TRUE(number >= 1 && number <= sink.items.size()) << what << ": " << row;
+        const auto& item = sink.items[number - 1];
+        EXPECT_TRUE(item.image == tarv::imageError || item.image == tarv::imageWarning) << what << ": " << row;
+        EXPECT_EQ(row, "row " + std::to_string(item.image) + " " + item.text + " -> #" + std::to_string(number) + "\n");
+    }
 }
 
 } // namespace
@@ -135,11 +185,7 @@ TEST(LogReader, AFileReadOnlyInPartKeepsWhatWasDeliveredAndSaysWhy)
     };
     for (const Case& c : cases) {
         std::string path = viewertest::tempPath("partial.tlg");
-        {
-            std::FILE* f = std::fopen(path.c_str(), "wb");
-            std::fwrite(c.text.data(), 1, c.text.size(), f);
-            std::fclose(f);
-        }
+        viewertest::writeFile(path, c.text);
         RecordingSink sink;
         tarv::parseLogFile(path, sink);
         if (c.partly) {
@@ -148,7 +194,9 @@ TEST(LogReader, AFileReadOnlyInPartKeepsWhatWasDeliveredAndSaysWhy)
         } else {
             EXPECT_EQ(sink.outline(), c.outline) << c.name;
         }
-        expectParseFailure(sink, path, c.name);
+        ASSERT_GE(sink.messages.size(), 2u) << c.name;
+        EXPECT_EQ(sink.messages.back().kind, Kind::parseFailed) << c.name;
+        expectOwnMessages(sink, path, c.name);
         DeleteFileA(path.c_str());
     }
 }
@@ -192,10 +240,7 @@ std::string fileOfSize(size_t size)
     size_t fixed = head.size() + body.size() + open.size() + close.size() + tail.size();
     body += open + std::string(size - fixed, 'p') + close;
     std::string path = viewertest::tempPath("sized-" + std::to_string(size) + ".tlg");
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    std::string all = head + body + tail;
-    std::fwrite(all.data(), 1, all.size(), f);
-    std::fclose(f);
+    viewertest::writeFile(path, head + body + tail);
     return path;
 }
 
@@ -221,4 +266,58 @@ TEST(LogReader, OnlyAFileAbove50000BytesShowsProgressInGrowingWholePercentages)
     }
     DeleteFileA(atLimit.c_str());
     DeleteFileA(above.c_str());
+}
+
+TEST(LogReaderRobustness, DamagedLogsNeverBreakTheReader)
+{
+    std::string original = viewertest::tempPath("original.tlg");
+    viewertest::writeSampleLog(original, 25, 4);
+    const std::string bytes = testsupport::readFile(original);
+    ASSERT_GT(bytes.size(), 10000u);
+    {
+        RecordingSink whole;
+        tarv::parseLogFile(original, whole);
+        EXPECT_TRUE(whole.messages.empty());
+        EXPECT_EQ(whole.rows.size(), 75u);
+    }
+
+    std::mt19937 random(20261114);
+    std::string path = viewertest::tempPath("damaged.tlg");
+    int failures = 0;
+    for (int i = 0; i < 400; ++i) {
+        std::string text = bytes;
+        std::string what;
+        switch (i % 4) {
+        case 0:
+            text.resize(random() % text.rfind("</tarvlogdocument>"));
+            what = "cut at " + std::to_string(text.size());
+            break;
+        case 1:
+            changeBytes(text, random);
+            what = "bytes changed";
+            break;
+        case 2:
+            removeEndTag(text, random);
+            what = "an end tag removed";
+            break;
+        case 3:
+            unknownType(text, random);
+            what = "an unknown type";
+            break;
+        }
+        what += " (mutation " + std::to_string(i) + ")";
+        viewertest::writeFile(path, text);
+
+        RecordingSink sink;
+        int32_t longest = tarv::parseLogFile(path, sink);
+        expectOwnMessages(sink, path, what);
+        expectWellFormed(sink, longest, what);
+        if (!sink.messages.empty()) ++failures;
+        if (i % 4 == 0 || i % 4 == 3) {
+            EXPECT_FALSE(sink.messages.empty()) << what << ": told nothing";
+        }
+    }
+    EXPECT_GT(failures, 300);
+    DeleteFileA(path.c_str());
+    DeleteFileA(original.c_str());
 }

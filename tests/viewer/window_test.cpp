@@ -1,13 +1,14 @@
 // The viewer window as a user meets it: opened on its own thread, its real tree and list read back,
 // its commands sent as its menu and keys send them, its message boxes answered on the real dialogs.
 #include "viewer/outline.h"
-#include "viewer/sample_log.h"
-#include "viewer/screenshot.h"
 
 #include "host/module.h"
 #include "log/call_log.h"
 #include "log/log_file.h"
 #include "support/dialogs.h"
+#include "support/log_capture.h"
+#include "support/process.h"
+#include "support/screenshot.h"
 #include "viewer/view_log_dlg.h"
 #include "viewer_ids.h"
 
@@ -16,6 +17,8 @@
 #include <share.h>
 
 using testsupport::DialogAnswerer;
+using testsupport::serverLocks;
+using testsupport::waitForWindow;
 using viewertest::writeLogFile;
 
 namespace {
@@ -41,24 +44,6 @@ std::string nameOf(const std::string& path)
 {
     size_t slash = path.rfind('\\');
     return slash == std::string::npos || slash == 0 ? path : path.substr(slash + 1);
-}
-
-// The server's lock count, seen from this process.
-ULONG serverLocks()
-{
-    ULONG n = CoAddRefServerProcess();
-    CoReleaseServerProcess();
-    return n - 1;
-}
-
-HWND waitForWindow(const std::string& caption, bool visible = true)
-{
-    for (int i = 0; i < 1000; ++i) {
-        HWND w = FindWindowA("#32770", caption.c_str());
-        if (w && (!visible || IsWindowVisible(w))) return w;
-        Sleep(10);
-    }
-    return nullptr;
 }
 
 class ViewerWindow : public testing::Test {
@@ -224,10 +209,7 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeAndListHoldsTheServerAndLetsItGoOnEscape
     state.state = state.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
     SendMessageA(list, LVM_SETITEMSTATE, 2, reinterpret_cast<LPARAM>(&state));
     EXPECT_EQ(selected(), rowText(2));
-    const char* dir = std::getenv("TARV64_SCREENSHOTS");
-    std::string picture = (dir ? std::string(dir) : viewertest::tempPath("")) + "\\viewer-error-selected.bmp";
-    EXPECT_TRUE(viewertest::saveWindowPicture(window, picture));
-    std::printf("screenshot: %s\n", picture.c_str());
+    EXPECT_TRUE(testsupport::saveScreenshot(window, "viewer-error-selected.bmp"));
 
     close();
     EXPECT_EQ(serverLocks(), before);
@@ -256,19 +238,6 @@ TEST_F(ViewerWindow, TheTitleNamesTheFileBehindTheLastBackslashAndAFileThatCanno
         EXPECT_EQ(selectedRow(), -1);
         close();
     }
-}
-
-TEST_F(ViewerWindow, ACutOffLogIsToldAndShowsWhatWasRead)
-{
-    DialogAnswerer parserMessages("Parse error: ", IDOK, 20);
-    DialogAnswerer failure("Parse Error:", IDOK);
-    std::string path = log("<info value=\"before\"/>\n<func name=\"I::M\" direc=\"in\" object=\"P\">\n<info value=\"last\"/>\n", false);
-    open(path);
-    ASSERT_TRUE(failure.wait());
-    EXPECT_EQ(failure.seen()[0].text, "XML parse error in \"" + path + "\"");
-    ASSERT_FALSE(parserMessages.seen().empty());
-    EXPECT_EQ(parserMessages.seen()[0].text.rfind("Parse error in \"" + path + "\", line ", 0), 0u);
-    EXPECT_EQ(viewertest::controlsOutline(tree, list), "2 before\n4 I::M (P) +\n  2 last\n");
 }
 
 TEST_F(ViewerWindow, NextErrorWalksTheRowsInDocumentOrderAndRoundAgain)
@@ -391,19 +360,7 @@ TEST_F(ViewerWindow, RemovingQueryInterfaceNotesDeletesOnlyThoseInfoRecordsOnce)
     open(log(body.c_str()));
     EXPECT_FALSE(grayed(0, ID_VIEW_REMOVE_QUERIES));
     command(ID_VIEW_REMOVE_QUERIES);
-    EXPECT_EQ(viewertest::controlsOutline(tree, list),
-              "2 TARV Logging started at November 14, 2026, 15:17\n"
-              "4 ICapeThermoPropertyRoutine::CalcSinglePhaseProp (Ideal Alkanes) +\n"
-              "  6 props (type: VT_ARRAY|VT_BSTR) +\n"
-              "    2 Lower bound: 0\n"
-              "    8 \"enthalpy\"\n"
-              "  5 ICapeThermoMaterial::GetOverallProp (Stream 1) +\n"
-              "    10 ICapeThermoMaterial::GetOverallProp: QueryInterface not returning supported interface\n"
-              "  3 ECapeNoImplHR: not implemented\n"
-              "2 Alpha\n"
-              "row 10 ICapeThermoMaterial::GetOverallProp: QueryInterface not returning supported interface -> #7\n"
-              "row 3 ECapeNoImplHR: not implemented -> #8\n"
-              "row 10 inside a note -> #0\n");
+    EXPECT_EQ(viewertest::controlsOutline(tree, list), testsupport::expectedText("viewer/queries_removed.txt"));
     EXPECT_TRUE(grayed(0, ID_VIEW_REMOVE_QUERIES));
     select(find("Alpha"));
     key(VK_F4);
