@@ -1,5 +1,6 @@
 // Exporting packages end to end: this test is the simulator, TARV64.exe is started by COM in its
-// own process, and the real packages are test components loaded there.
+// own process, and the real packages are test components loaded there. The logs of exported
+// packages, and a server that lives while any object does, are shown by the roads' tests.
 #include "host/export_fixture.h"
 
 #include "com/variant.h"
@@ -11,7 +12,6 @@ using namespace tarv;
 using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
 using testsupport::kCapeUnknown;
-using testsupport::readLog;
 using testsupport::kKitObject;
 
 TEST_F(ExportTest, EachManagerListsItsOwnGenerationOrNothing)
@@ -96,58 +96,4 @@ TEST_F(ExportTest, AFailedResolutionOffersRemovalAndOnlyYesRemoves)
     ComPtr<IDispatch> package;
     EXPECT_EQ(manager->GetPropertyPackage(Bstr(L"Gone").get(), package.put()), kCapeUnknown);
     EXPECT_EQ(managerErrors(manager.get()).description, L"Package with name \"Gone\" is not available");
-}
-
-TEST_F(ExportTest, ALoggedPackageWritesItsOwnLogThatEndsWithItsRelease)
-{
-    addRecord(kKitObject, PropertyPackage11, L"Kit", L"Kit package", true);
-    {
-        auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
-        ComPtr<IDispatch> package;
-        ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Kit package").get(), package.put()), S_OK);
-        auto utilities = package.query<ICapeUtilities>();
-        ASSERT_TRUE(utilities);
-        EXPECT_EQ(utilities->Initialize(), S_OK);
-        EXPECT_EQ(utilities->Terminate(), S_OK);
-    }
-    ASSERT_TRUE(waitForServerExit());
-    auto logs = logFiles();
-    ASSERT_EQ(logs.size(), 1u);
-    std::string log = readLog(logs[0]);
-    EXPECT_NE(log.find("<info value=\"Creating Kit package\"/>\n<info value=\"Object type: CAPE-OPEN version 1.1 "
-                       "Physical Property Package\"/>\n"),
-              std::string::npos)
-        << log;
-    EXPECT_NE(log.find("<func name=\"ICapeUtilities::Initialize\" direc=\"in\" object=\"Kit package\">\n</func>\n"),
-              std::string::npos);
-    EXPECT_EQ(log.substr(log.size() - 19), "</tarvlogdocument>\n");
-}
-
-TEST_F(ExportTest, WithLoggingOffNoLogIsMade)
-{
-    addRecord(kKitObject, PropertyPackage11, L"Kit", L"Kit package", false);
-    {
-        auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
-        ComPtr<IDispatch> package;
-        ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Kit package").get(), package.put()), S_OK);
-        EXPECT_EQ(package.query<ICapeUtilities>()->Initialize(), S_OK);
-    }
-    ASSERT_TRUE(waitForServerExit());
-    EXPECT_TRUE(logFiles().empty());
-}
-
-TEST_F(ExportTest, TheServerEndsWhenItsLastObjectIsReleased)
-{
-    addRecord(kKitObject, PropertyPackage11, L"Kit", L"Kit package");
-    ComPtr<IDispatch> package;
-    {
-        auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
-        ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Kit package").get(), package.put()), S_OK);
-    }
-    // The package lives on without its manager and keeps the server running.
-    Sleep(1500);
-    EXPECT_TRUE(serverRunning());
-    EXPECT_EQ(componentName(package.get()), L"Kit package");
-    package.reset();
-    EXPECT_TRUE(waitForServerExit(5000));
 }

@@ -45,13 +45,6 @@ std::vector<std::string> topLevelRecords(const std::string& log)
     return records;
 }
 
-LONG serverLocks(ICapeThermoPhases* phases)
-{
-    Variant value;
-    EXPECT_EQ(phases->GetPhaseInfo(Bstr(kit::kLieLocks).get(), Bstr(L"").get(), value.put()), S_OK);
-    return value.get().vt == VT_I4 ? value.get().lVal : -1;
-}
-
 } // namespace
 
 TEST_F(ExportTest, ALyingComponentNeverBreaksTheLogTheServerOrTheNextCall)
@@ -94,7 +87,7 @@ TEST_F(ExportTest, ALyingComponentNeverBreaksTheLogTheServerOrTheNextCall)
         ComPtr<sim::Material> material = sim::Material::create({L"n-pentane"}, {L"Vapor"}, L"Feed");
         material->setPresentPhases({L"Vapor"}, {CAPE_UNKNOWNPHASESTATUS});
         ASSERT_EQ(context->SetMaterial(static_cast<ICapeThermoMaterial*>(material.get())), S_OK);
-        const LONG baseline = serverLocks(phases.get());
+        const LONG baseline = probe(phases.get(), kit::kLieLocks);
 
         for (const Row& row : rows) {
             SCOPED_TRACE(toNarrow(row.lie) + (row.inCallback ? " (callback)" : ""));
@@ -103,7 +96,7 @@ TEST_F(ExportTest, ALyingComponentNeverBreaksTheLogTheServerOrTheNextCall)
                              ? routine->CalcSinglePhaseProp(makeStringArray({L"fugacity"}).get(), Bstr(row.lie).get())
                              : phases->GetPhaseInfo(Bstr(row.lie).get(), Bstr(L"x").get(), value.put());
             EXPECT_EQ(hr, row.result);
-            EXPECT_EQ(serverLocks(phases.get()), baseline) << "the failed call left a proxy holding the server";
+            EXPECT_EQ(probe(phases.get(), kit::kLieLocks), baseline) << "the failed call left a proxy holding the server";
         }
         EXPECT_EQ(context->UnsetMaterial(), S_OK);
     }

@@ -2,7 +2,7 @@
 // process, read back and driven through their messages; the modal dialogs and message boxes they
 // open are answered from other threads. Discovery runs on the test prefix's registry, with the
 // kit's components and a few class keys written here.
-#include "viewer/screenshot.h"
+#include "support/screenshot.h"
 
 #include "com/bstr.h"
 #include "host/add_package_dlg.h"
@@ -15,6 +15,7 @@
 #include "manager_ids.h"
 #include "packages/package_store.h"
 #include "support/dialogs.h"
+#include "support/process.h"
 #include "viewer_ids.h"
 
 #include <gtest/gtest.h>
@@ -24,19 +25,11 @@
 #include <thread>
 
 using testsupport::DialogAnswerer;
+using testsupport::serverLocks;
+using testsupport::waitForWindow;
 using namespace tarv;
 
 namespace {
-
-HWND waitForWindow(const char* caption, const char* windowClass = "#32770")
-{
-    for (int i = 0; i < 1000; ++i) {
-        HWND w = FindWindowA(windowClass, caption);
-        if (w && IsWindowVisible(w)) return w;
-        Sleep(10);
-    }
-    return nullptr;
-}
 
 // Runs `show` (which opens a modal dialog) on this thread while `drive` works the dialog titled
 // `caption` from another; a dialog that `drive` left open is cancelled.
@@ -51,14 +44,6 @@ INT_PTR withDialog(const char* caption, const std::function<void(HWND)>& drive, 
     INT_PTR result = show();
     driver.join();
     return result;
-}
-
-std::string screenshotPath(const char* name)
-{
-    const char* dir = std::getenv("TARV64_SCREENSHOTS");
-    char temp[MAX_PATH];
-    GetTempPathA(MAX_PATH, temp);
-    return (dir ? std::string(dir) + "\\" : std::string(temp)) + name;
 }
 
 // Class keys written under HKLM\Software\Classes\CLSID for one test, removed after it.
@@ -86,13 +71,6 @@ void writeClass(const FakeClass& c)
         const std::string name = path.substr(slash + 1);
         set(base + "\\" + path.substr(0, slash), name.empty() ? nullptr : name.c_str(), value);
     }
-}
-
-void removeClass(const FakeClass& c)
-{
-    const std::string key = "Software\\Classes\\CLSID\\" + c.key;
-    RegDeleteTreeA(HKEY_LOCAL_MACHINE, key.c_str());
-    RegDeleteKeyA(HKEY_LOCAL_MACHINE, key.c_str());
 }
 
 constexpr const char* kManager11 = "{CF51E383-0110-4ed8-ACB7-B50CFDE6908E}";
@@ -132,7 +110,11 @@ protected:
     }
     static void TearDownTestSuite()
     {
-        for (const FakeClass& c : fakeClasses()) removeClass(c);
+        for (const FakeClass& c : fakeClasses()) {
+            const std::string key = "Software\\Classes\\CLSID\\" + c.key;
+            RegDeleteTreeA(HKEY_LOCAL_MACHINE, key.c_str());
+            RegDeleteKeyA(HKEY_LOCAL_MACHINE, key.c_str());
+        }
     }
 
     void SetUp() override
@@ -153,13 +135,7 @@ protected:
 
     static void addRecord(const CLSID& clsid, PackageKind kind, const wchar_t* name, const wchar_t* display, int logging)
     {
-        auto r = std::make_unique<ExportedPackage>();
-        r->clsid = clsid;
-        r->kind = kind;
-        r->packageName = name;
-        r->displayName = display;
-        r->loggingEnabled = logging;
-        exportedPackages().push_back(std::move(r));
+        exportedPackages().push_back(std::make_unique<ExportedPackage>(ExportedPackage{clsid, kind, name, display, logging}));
         savePackages();
     }
     // The store as the registry holds it now: "display name|logging" per record.
@@ -240,13 +216,6 @@ protected:
     HWND list = nullptr;
 };
 
-ULONG serverLocks()
-{
-    ULONG n = CoAddRefServerProcess();
-    CoReleaseServerProcess();
-    return n - 1;
-}
-
 } // namespace
 
 TEST_F(ManagerTest, TheListShowsTheStoreAndEachChangeIsSavedAtOnce)
@@ -289,7 +258,7 @@ TEST_F(ManagerTest, TheListShowsTheStoreAndEachChangeIsSavedAtOnce)
     EXPECT_EQ(rows()[2], "Kit.Reactions/Esterification|RP 1.0|2");
     EXPECT_EQ(items(popup(2))[0], "&Enable logging+");
     EXPECT_EQ(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED), 2);
-    EXPECT_TRUE(viewertest::saveWindowPicture(window, screenshotPath("manager-window.bmp")));
+    EXPECT_TRUE(testsupport::saveScreenshot(window, "manager-window.bmp"));
 
     // Remove asks nothing.
     setRowState(0, LVIS_SELECTED | LVIS_FOCUSED, LVIS_SELECTED | LVIS_FOCUSED);
@@ -373,31 +342,6 @@ TEST_F(ManagerTest, TheOptionsMenuFlipsTheStoredOptionsAndListsTheInstalledUnitO
     }
     options.loggedUnitOperation = mixerClass;
     EXPECT_EQ(items(popup(3, 2))[static_cast<size_t>(mixerId - ID_UNIT_FIRST + 2)], "Kit Mixer (adiabatic)+");
-
-    // The Options menu open, as the user sees it, over a few exported packages.
-    addRecord(kit::CLSID_PackageManager, PropertyPackageManager11, L"Ideal Alkanes", L"TARVKit Package Manager/Ideal Alkanes", 1);
-    addRecord(kit::CLSID_ThermoSystem10, ThermoSystem10, L"Ideal Aromatics", L"TARVKit Thermo System/Ideal Aromatics", 0);
-    manager->refreshList();
-    options.autoLogLocation = 1;
-    options.promptOpenLog = 1;
-    saveOptions(options);
-    std::thread shot([&] {
-        HWND menu = waitForWindow(nullptr, "#32768");
-        Sleep(200);
-        if (menu) {
-            EXPECT_TRUE(viewertest::saveWindowsPicture({window, menu}, screenshotPath("manager-options-menu.bmp")));
-        }
-        PostMessageA(window, WM_CANCELMODE, 0, 0);
-        PostMessageA(window, WM_KEYDOWN, VK_ESCAPE, 0);
-        EXPECT_NE(menu, nullptr);
-    });
-    PostMessageA(window, WM_SYSCOMMAND, SC_KEYMENU, 'o');
-    MSG msg;
-    for (int i = 0; i < 300 && PeekMessageA(&msg, nullptr, 0, 0, PM_REMOVE) >= 0; ++i) {
-        DispatchMessageA(&msg);
-        Sleep(10);
-    }
-    shot.join();
 }
 
 TEST_F(ManagerTest, AboutHelpAndViewLogOpenWhatTheyName)
@@ -647,7 +591,7 @@ TEST_F(ManagerTest, OkTakesAPackageOfAContainerOrAStandAlonePropertyPackage)
             enabled = tree.okEnabled(item);
             if (!c.logging) SendDlgItemMessageA(d, IDC_LOGGING_ENABLED, BM_CLICK, 0, 0);
             if (c.child && c.logging) {
-                EXPECT_TRUE(viewertest::saveWindowPicture(d, screenshotPath("add-package-dialog.bmp")));
+                EXPECT_TRUE(testsupport::saveScreenshot(d, "add-package-dialog.bmp"));
             }
             // OK on what cannot be taken leaves the dialog open; the driver then cancels it.
             SendMessageA(d, WM_COMMAND, IDOK, 0);

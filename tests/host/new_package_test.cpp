@@ -1,11 +1,8 @@
 // The new-package method called by the sample simulator out of process: the server's dialog is
 // answered in the server's process, through keys and clicks posted to its real controls.
 #include "host/export_fixture.h"
-#include "support/process.h"
+#include "support/dialogs.h"
 
-#include <windows.h>
-
-#include <cstdlib>
 #include <thread>
 
 namespace {
@@ -17,28 +14,6 @@ constexpr CLSID kIdealPackage = {0xE2785283, 0x7782, 0x4DEA, {0xB4, 0x2C, 0xFD, 
 constexpr int kTree = 204;
 constexpr int kLogging = 814;
 
-struct SimulatorRun {
-    DWORD exitCode = ~0u;
-    std::string err;
-};
-
-SimulatorRun simulateNew()
-{
-    wchar_t dir[MAX_PATH];
-    GetTempPathW(MAX_PATH, dir);
-    const std::wstring errPath = std::wstring(dir) + L"tarv_new_err.txt";
-    SECURITY_ATTRIBUTES sa{sizeof sa, nullptr, TRUE};
-    HANDLE err = CreateFileW(errPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &sa, CREATE_ALWAYS, 0, nullptr);
-    std::wstring simulator = _wgetenv(L"TARV_SIMULATOR");
-    for (wchar_t& c : simulator)
-        if (c == L'/') c = L'\\';
-    SimulatorRun run;
-    run.exitCode = runProcess(L"\"" + simulator + L"\" --new", 60000, nullptr, err);
-    CloseHandle(err);
-    run.err = readLog(tarv::toNarrow(errPath));
-    return run;
-}
-
 // Waits for the server's dialog, picks the item whose label starts with `typed` by typing it into
 // the tree, sets the logging box, and presses OK; with nothing typed it presses Cancel. Whether
 // OK was enabled by the choice is kept.
@@ -46,9 +21,7 @@ class DialogAnswer {
 public:
     DialogAnswer(std::string typed, bool logging)
         : thread_([this, typed = std::move(typed), logging] {
-              HWND dialog = nullptr;
-              for (int i = 0; i < 3000 && !dialog; ++i, Sleep(10))
-                  dialog = FindWindowA("#32770", "TARV version 1.1 Property Package:");
+              HWND dialog = waitForWindow("TARV version 1.1 Property Package:", 30000);
               if (!dialog) return;
               found = true;
               Sleep(100);
@@ -99,41 +72,37 @@ TEST_F(NewPackageTest, TheSimulatorGetsTheChosenPackageExportedAndLoggedAsTheDia
     struct Case {
         const char* what;
         const wchar_t* stored;    // a record there before, not logged; null: none
+        const char* typed;        // nothing: Cancel
         bool logging;             // the dialog's box
         std::vector<std::wstring> after;
         size_t logs;
     } cases[] = {
-        {"new, not logged", nullptr, false, {L"TARVKit Ideal Package"}, 0},
-        {"same name: not added again, logged by the box", L"TARVKit Ideal Package", true, {L"TARVKit Ideal Package"}, 1},
-        {"names differing in case are different", L"tarvkit ideal package", false,
+        {"new, not logged", nullptr, "TARVKit Ideal", false, {L"TARVKit Ideal Package"}, 0},
+        {"same name: not added again, logged by the box", L"TARVKit Ideal Package", "TARVKit Ideal", true,
+         {L"TARVKit Ideal Package"}, 1},
+        {"names differing in case are different", L"tarvkit ideal package", "TARVKit Ideal", false,
          {L"tarvkit ideal package", L"TARVKit Ideal Package"}, 0},
+        {"cancelled: the simulator's call fails and nothing is stored", nullptr, "", false, {}, 0},
     };
     for (const Case& c : cases) {
         SetUp();
         if (c.stored) addRecord(kIdealPackage, tarv::PropertyPackage11, c.stored, c.stored, false);
-        DialogAnswer answer("TARVKit Ideal", c.logging);
-        SimulatorRun run = simulateNew();
+        DialogAnswer answer(c.typed, c.logging);
+        std::string out, err;
+        const DWORD exitCode = runCaptured(_wgetenv(L"TARV_SIMULATOR"), L"--new", out, &err);
         answer.join();
         EXPECT_TRUE(answer.found) << c.what;
-        EXPECT_TRUE(answer.okEnabled) << c.what;
-        EXPECT_EQ(run.exitCode, 0u) << c.what << "\n" << run.err;
+        if (*c.typed) {
+            EXPECT_TRUE(answer.okEnabled) << c.what;
+            EXPECT_EQ(exitCode, 0u) << c.what << "\n" << err;
+        } else {
+            EXPECT_EQ(exitCode, 1u);
+            EXPECT_NE(err.find("NewPropertyPackage failed\n  no package was chosen"), std::string::npos) << err;
+        }
         ASSERT_TRUE(waitForServerExit()) << c.what;
         tarv::loadPackages();
         EXPECT_EQ(storedNames(), c.after) << c.what;
         EXPECT_EQ(logFiles().size(), c.logs) << c.what;
         TearDown();
     }
-}
-
-TEST_F(NewPackageTest, CancelGivesTheSimulatorSuccessAndNoPackage)
-{
-    DialogAnswer answer("", false);
-    SimulatorRun run = simulateNew();
-    answer.join();
-    EXPECT_TRUE(answer.found);
-    EXPECT_EQ(run.exitCode, 1u);
-    EXPECT_NE(run.err.find("NewPropertyPackage failed\n  no package was chosen"), std::string::npos) << run.err;
-    ASSERT_TRUE(waitForServerExit());
-    tarv::loadPackages();
-    EXPECT_TRUE(storedNames().empty());
 }

@@ -9,7 +9,6 @@
 #include "simulator/material.h"
 #include "simulator/reaction_object.h"
 #include "support/dialogs.h"
-#include "support/process.h"
 
 #include <gtest/gtest.h>
 
@@ -203,19 +202,8 @@ TEST_F(ExportTest, TheSampleSimulatorGetsItsReactionRatesThroughTheServer)
     ASSERT_TRUE(simulator) << "TARV_SIMULATOR is not set";
     addRecord(kit::CLSID_ReactionPackageManager, ReactionPackageManager10, L"Toluene Disproportionation",
               L"Kit/Toluene Disproportionation", true);
-    wchar_t dir[MAX_PATH];
-    GetTempPathW(MAX_PATH, dir);
-    const std::wstring outPath = std::wstring(dir) + L"tarv_reactions_out.txt";
-    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-    HANDLE out = CreateFileW(outPath.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS,
-                             FILE_ATTRIBUTE_NORMAL, nullptr);
-    std::wstring path = simulator;
-    for (wchar_t& c : path)
-        if (c == L'/') c = L'\\';
-    const DWORD exitCode =
-        testsupport::runProcess(L"\"" + path + L"\" --reactions --T 700 --P 3e6 --z 0.8,0.1,0.1", 60000, out, out);
-    CloseHandle(out);
-    const std::string printed = readLog(toNarrow(outPath));
+    std::string printed;
+    const DWORD exitCode = testsupport::runCaptured(simulator, L"--reactions --T 700 --P 3e6 --z 0.8,0.1,0.1", printed);
     ASSERT_EQ(exitCode, 0u) << printed;
     // The rates as printed, against the hand calculation.
     const std::vector<double> expected = expectedRates();

@@ -1,42 +1,33 @@
 // Registration of the server, read back key by key from the registry of the test prefix:
 // machine-wide, its reverse, and per user.
-#include "host/server_process.h"
+#include "com/bstr.h"
+#include "support/log_capture.h"
+#include "support/process.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
-using testsupport::runServer;
-using testsupport::serverPath;
-
 namespace {
 
-const char* const kAppId = "{6D1BB91A-FE7B-47EC-999E-B4AA78F2F91B}";
+// The server executable under test (from TARV64_SERVER), as a full path.
+std::string serverPath()
+{
+    const char* given = std::getenv("TARV64_SERVER");
+    char full[MAX_PATH];
+    DWORD n = given ? GetFullPathNameA(given, MAX_PATH, full, nullptr) : 0;
+    return n ? std::string(full, n) : std::string(given ? given : "");
+}
+
+long runServer(const std::string& arguments)
+{
+    return static_cast<long>(testsupport::runProcess(tarv::toWide("\"" + serverPath() + "\" " + arguments), 30000));
+}
+
 const char* const kLibId = "{8032C600-BA13-484F-A25F-3DFB47FCA46D}";
-
-struct ClassRow {
-    const char* clsid;
-    const char* progId;
-    const char* friendly;
-    const char* capeName;
-    const char* capeDescription;
-    const char* capeVersion;
-    std::vector<std::string> categories;
-};
-
-const ClassRow kClasses[] = {
-    {"{BFF556B4-600E-40F6-A257-1A9695A390C9}", "TARV64.ThermoSystem64", "ThermoSystem64 Class",
-     "TARV Thermo System (CAPE-OPEN 1.0, x64)", "TARV Thermo Host: Thermo System (x64)", "1.0",
-     {"{678C09A3-7D66-11D2-A67D-00105A42887F}", "{678C09A1-7D66-11D2-A67D-00105A42887F}"}},
-    {"{2EB2940C-6E77-4166-943B-CBFF3296BAAD}", "TARV64.PropertyPackageManager64", "PropertyPackageManager64 Class",
-     "TARV Property Package Manager (CAPE-OPEN 1.1, x64)", "TARV Thermo Host: Property Package Manager (x64)", "1.1",
-     {"{678C09A1-7D66-11D2-A67D-00105A42887F}", "{CF51E383-0110-4ed8-ACB7-B50CFDE6908E}"}},
-    {"{AE8F5C73-AE95-4991-96B8-E8F37B23FDB4}", "TARV64.ReactionPackageManager64", "ReactionPackageManager64 Class",
-     "TARV Reaction Package Manager (CAPE-OPEN 1.0, x64)", "TARV Thermo Host: Reacion Package Manager (x64)", "1.0",
-     {"{678C09A1-7D66-11D2-A67D-00105A42887F}", "{678C09AA-0100-11D2-A67D-00105A42887F}"}},
-};
 
 // A string value, or "<missing>" (the key or the value is absent).
 std::string value(HKEY root, const std::string& key, const char* name = nullptr)
@@ -55,40 +46,17 @@ bool keyExists(HKEY root, const std::string& key)
     return true;
 }
 
-std::string quotedServer()
-{
-    return "\"" + serverPath() + "\"";
-}
-
-// Every key and value that registration of the application and the classes writes below `root`.
+// Every key and value that registration of the application and the classes writes below `root`
+// ("key|value name" for a named value, "<present>" for a key without a default value), kept as
+// expected data with the quoted server path in place of %SERVER%.
 std::map<std::string, std::string> expectedEntries()
 {
     std::map<std::string, std::string> e;
-    e[std::string("AppID\\") + kAppId] = "TARV64";
-    e["AppID\\TARV64.EXE|AppID"] = kAppId;
-    e[".tlg"] = "TARV64.logFile";
-    e["TARV64.logFile"] = "TARV64.logFile";
-    e["TARV64.logFile\\DefaultIcon"] = quotedServer() + ",0";
-    e["TARV64.logFile\\shell\\open\\command"] = quotedServer() + " \"%1\"";
-    for (const ClassRow& c : kClasses) {
-        std::string progId = c.progId, clsidKey = std::string("CLSID\\") + c.clsid;
-        e[progId + ".1"] = c.friendly;
-        e[progId + ".1\\CLSID"] = c.clsid;
-        e[progId] = c.friendly;
-        e[progId + "\\CLSID"] = c.clsid;
-        e[progId + "\\CurVer"] = progId + ".1";
-        e[clsidKey] = c.friendly;
-        e[clsidKey + "\\ProgID"] = progId + ".1";
-        e[clsidKey + "\\VersionIndependentProgID"] = progId;
-        e[clsidKey + "\\LocalServer32"] = quotedServer();
-        e[clsidKey + "|AppID"] = kAppId;
-        e[clsidKey + "\\TypeLib"] = kLibId;
-        e[clsidKey + "\\CapeDescription|Name"] = c.capeName;
-        e[clsidKey + "\\CapeDescription|Description"] = c.capeDescription;
-        e[clsidKey + "\\CapeDescription|CapeVersion"] = c.capeVersion;
-        e[clsidKey + "\\CapeDescription|ComponentVersion"] = "1.0.0.1";
-        for (const std::string& cat : c.categories) e[clsidKey + "\\Implemented Categories\\" + cat] = "<present>";
-        e[clsidKey + "\\Programmable"] = "<present>";
+    std::istringstream lines(testsupport::expectedText("host/registration.txt"));
+    for (std::string line; std::getline(lines, line);) {
+        std::string value = line.substr(line.find('\t') + 1);
+        for (size_t at; (at = value.find("%SERVER%")) != std::string::npos;) value.replace(at, 8, "\"" + serverPath() + "\"");
+        e[line.substr(0, line.find('\t'))] = value;
     }
     return e;
 }
@@ -121,10 +89,11 @@ TEST_F(RegistrationTest, MachineWideWritesEveryKeyAndValueAndUnregistrationTakes
     HKEY machine = nullptr;
     RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Classes", 0, KEY_READ, &machine);
     for (const auto& [entry, expected] : expectedEntries()) EXPECT_EQ(read(machine, entry), expected) << entry;
-    for (const ClassRow& c : kClasses) {
-        std::string about = read(machine, std::string("CLSID\\") + c.clsid + "\\CapeDescription|About");
+    for (const auto& [entry, expected] : expectedEntries()) {
+        if (entry.rfind("CLSID\\", 0) != 0 || entry.find_first_of("\\|", 6) != std::string::npos) continue;
+        std::string about = read(machine, entry + "\\CapeDescription|About");
         EXPECT_NE(about.find("out-of-proc"), std::string::npos) << about;
-        EXPECT_NE(read(machine, std::string("CLSID\\") + c.clsid + "\\CapeDescription|VendorURL"), "<missing>");
+        EXPECT_NE(read(machine, entry + "\\CapeDescription|VendorURL"), "<missing>");
     }
     // The type library, and the interfaces it declares: its own only.
     EXPECT_EQ(value(HKEY_CLASSES_ROOT, std::string("TypeLib\\") + kLibId + "\\1.0"), "TARV 1.0 Type Library x64");

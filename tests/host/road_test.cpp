@@ -7,16 +7,9 @@
 #include "kit/classes.h"
 #include "simulator/material.h"
 #include "support/dialogs.h"
-#include "support/log_capture.h"
-
-#include <gtest/gtest.h>
-
-#include <sstream>
 
 using namespace tarv;
-using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
-using testsupport::kCapeUnknown;
 using testsupport::readLog;
 using testsupport::topLevelRecord;
 
@@ -24,63 +17,43 @@ namespace {
 
 size_t countStartingWith(const std::vector<std::string>& rows, const std::string& prefix)
 {
-    size_t n = 0;
-    for (const std::string& r : rows) n += r.rfind(prefix, 0) == 0;
-    return n;
+    return std::count_if(rows.begin(), rows.end(), [&](const std::string& r) { return r.rfind(prefix, 0) == 0; });
 }
 
-// A feed of the package's compounds at T and P, set as a simulator sets it, with both phases
-// allowed.
-ComPtr<sim::Material> feed(const std::vector<std::wstring>& compounds, double t, double p)
+// An equimolar feed of the package's compounds at their mean boiling point (inside the two-phase
+// region) and 1 atm, set as a simulator sets it, with both phases allowed.
+ComPtr<sim::Material> feed(const Variant& ids, const Variant& boilTemps)
 {
+    const std::vector<std::wstring> compounds = readStringArray(ids.get());
+    const std::vector<double> tb = readDoubleArray(boilTemps.get());
+    double t = 0;
+    for (double b : tb) t += b / static_cast<double>(tb.size());
     ComPtr<sim::Material> material = sim::Material::create(compounds, {L"Vapor", L"Liquid"});
     ICapeThermoMaterial* m = material.get();
-    std::vector<double> z(compounds.size(), 1.0 / static_cast<double>(compounds.size()));
     const Bstr none(L""), mole(L"mole");
     EXPECT_EQ(m->SetOverallProp(Bstr(L"temperature").get(), none.get(), makeDoubleArray({t}).get()), S_OK);
-    EXPECT_EQ(m->SetOverallProp(Bstr(L"pressure").get(), none.get(), makeDoubleArray({p}).get()), S_OK);
+    EXPECT_EQ(m->SetOverallProp(Bstr(L"pressure").get(), none.get(), makeDoubleArray({101325}).get()), S_OK);
+    const std::vector<double> z(compounds.size(), 1.0 / static_cast<double>(compounds.size()));
     EXPECT_EQ(m->SetOverallProp(Bstr(L"fraction").get(), mole.get(), makeDoubleArray(z).get()), S_OK);
     EXPECT_EQ(m->SetOverallProp(Bstr(L"totalFlow").get(), mole.get(), makeDoubleArray({1.0}).get()), S_OK);
     material->setPresentPhases({L"Vapor", L"Liquid"}, {CAPE_UNKNOWNPHASESTATUS, CAPE_UNKNOWNPHASESTATUS});
     return material;
 }
 
-struct Compounds {
-    std::vector<std::wstring> ids;
-    double meanBoilingPoint = 0;   // inside the two-phase region of an equimolar feed at 1 atm
-};
-
-Compounds compoundsFrom(const Variant& ids, const Variant& boilTemps)
+// A TP flash of that feed by a 1.1 package through the server; returns the vapour fraction.
+double flash11(const ComPtr<IDispatch>& package)
 {
-    Compounds c{readStringArray(ids.get()), 0};
-    std::vector<double> tb = readDoubleArray(boilTemps.get());
-    for (double t : tb) c.meanBoilingPoint += t / static_cast<double>(tb.size());
-    return c;
-}
-
-Compounds compoundsOf(IDispatch* package)
-{
-    ComPtr<ICapeThermoCompounds> compounds;
-    package->QueryInterface(IID_ICapeThermoCompounds, compounds.putVoid());
     Variant ids, formulae, names, boil, mw, cas;
-    EXPECT_EQ(compounds->GetCompoundList(ids.put(), formulae.put(), names.put(), boil.put(), mw.put(), cas.put()), S_OK);
-    return compoundsFrom(ids, boil);
-}
-
-// A TP flash of an equimolar feed at its mean boiling point and 1 atm, by a 1.1 package through
-// the server; returns the vapour fraction.
-double flash11(IDispatch* package)
-{
-    Compounds compounds = compoundsOf(package);
-    auto material = feed(compounds.ids, compounds.meanBoilingPoint, 101325);
-    ComPtr<ICapeThermoMaterialContext> context;
-    package->QueryInterface(IID_ICapeThermoMaterialContext, context.putVoid());
+    EXPECT_EQ(package.query<ICapeThermoCompounds>()->GetCompoundList(ids.put(), formulae.put(), names.put(), boil.put(),
+                                                                     mw.put(), cas.put()),
+              S_OK);
+    auto material = feed(ids, boil);
+    auto context = package.query<ICapeThermoMaterialContext>();
     EXPECT_EQ(context->SetMaterial(static_cast<ICapeThermoMaterial*>(material.get())), S_OK);
-    ComPtr<ICapeThermoEquilibriumRoutine> equilibrium;
-    package->QueryInterface(IID_ICapeThermoEquilibriumRoutine, equilibrium.putVoid());
-    Variant spec1 = makeStringArray({L"temperature", L"", L"Overall"});
-    Variant spec2 = makeStringArray({L"pressure", L"", L"Overall"});
-    EXPECT_EQ(equilibrium->CalcEquilibrium(spec1.get(), spec2.get(), Bstr(L"Unspecified").get()), S_OK);
+    Variant spec1 = makeStringArray({L"temperature", L"", L"Overall"}), spec2 = makeStringArray({L"pressure", L"", L"Overall"});
+    EXPECT_EQ(package.query<ICapeThermoEquilibriumRoutine>()->CalcEquilibrium(spec1.get(), spec2.get(),
+                                                                              Bstr(L"Unspecified").get()),
+              S_OK);
     EXPECT_EQ(context->UnsetMaterial(), S_OK);
     auto vapour = material->value(L"phaseFraction", L"Vapor", L"mole");
     return vapour ? (*vapour)[0] : 0.0;
@@ -91,26 +64,36 @@ double flash11(IDispatch* package)
 TEST_F(ExportTest, ALogged11PackageLogsTheMaterialCallbacksInsideTheSimulatorsCall)
 {
     addRecord(kit::CLSID_PackageManager, PropertyPackageManager11, L"Ideal Aromatics", L"Kit/Ideal Aromatics", true);
-    double logged = 0;
-    {
-        auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
-        ComPtr<IDispatch> package;
-        ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"kit/ideal aromatics").get(), package.put()), S_OK);
-        ASSERT_EQ(package.query<ICapeUtilities>()->Initialize(), S_OK);
-        logged = flash11(package.get());
-        EXPECT_EQ(package.query<ICapeUtilities>()->Terminate(), S_OK);
+    double logged = 0, unlogged = 0;
+    for (double* vapour : {&logged, &unlogged}) {
+        {
+            auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
+            ComPtr<IDispatch> package;
+            ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"kit/ideal aromatics").get(), package.put()), S_OK);
+            ASSERT_EQ(package.query<ICapeUtilities>()->Initialize(), S_OK);
+            *vapour = flash11(package);
+            EXPECT_EQ(package.query<ICapeUtilities>()->Terminate(), S_OK);
+        }
+        // The same flash without a log gives the same answer and no file: the proxies change nothing.
+        ASSERT_TRUE(waitForServerExit());
+        ASSERT_EQ(logFiles().size(), 1u);
+        exportedPackages()[0]->loggingEnabled = 0;
+        savePackages();
     }
-    ASSERT_TRUE(waitForServerExit());
-    auto logs = logFiles();
-    ASSERT_EQ(logs.size(), 1u);
-    std::string log = readLog(logs[0]);
+    EXPECT_GT(logged, 0.0);
+    EXPECT_LT(logged, 1.0);
+    EXPECT_EQ(logged, unlogged);
 
+    const std::string log = readLog(logFiles()[0]);
+    EXPECT_NE(log.find("<info value=\"Creating Kit/Ideal Aromatics\"/>\n<info value=\"Object type: CAPE-OPEN version 1.1 "
+                       "Physical Property Package\"/>\n"),
+              std::string::npos)
+        << log;
     auto setMaterial = topLevelRecord(log, "<func name=\"ICapeThermoMaterialContext::SetMaterial\" direc=\"in\"");
     ASSERT_FALSE(setMaterial.empty()) << log;
     EXPECT_NE(setMaterial[2].find("interface to object &quot;Material&quot;"), std::string::npos) << setMaterial[2];
-
     auto flash = topLevelRecord(log, "<func name=\"ICapeThermoEquilibriumRoutine::CalcEquilibrium\" direc=\"in\" "
-                             "object=\"Kit/Ideal Aromatics\">");
+                                     "object=\"Kit/Ideal Aromatics\">");
     ASSERT_FALSE(flash.empty()) << log;
     // The package's calls back to the simulator's material, one level down, going out.
     EXPECT_GE(countStartingWith(flash, " <func name=\"ICapeThermoMaterial::"), 3u) << log;
@@ -122,22 +105,6 @@ TEST_F(ExportTest, ALogged11PackageLogsTheMaterialCallbacksInsideTheSimulatorsCa
     EXPECT_EQ(countStartingWith(flash, " <func name=\"ICapeThermoMaterial::SetPresentPhases\""), 1u) << log;
     // The material proxy went with UnsetMaterial: nothing is left at the end.
     EXPECT_EQ(log.find("is not released at final release"), std::string::npos);
-
-    // The same flash without a log gives the same answer: the proxies change nothing.
-    exportedPackages()[0]->loggingEnabled = 0;
-    savePackages();
-    double unlogged = 0;
-    {
-        auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
-        ComPtr<IDispatch> package;
-        ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Kit/Ideal Aromatics").get(), package.put()), S_OK);
-        unlogged = flash11(package.get());
-    }
-    EXPECT_GT(logged, 0.0);
-    EXPECT_LT(logged, 1.0);
-    EXPECT_EQ(logged, unlogged);
-    ASSERT_TRUE(waitForServerExit());
-    EXPECT_EQ(logFiles().size(), 1u);
 }
 
 TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
@@ -151,8 +118,7 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
         ASSERT_TRUE(package);
         Variant ids, formulae, names, boil, mw, cas;
         ASSERT_EQ(package->GetComponentList(ids.put(), formulae.put(), names.put(), boil.put(), mw.put(), cas.put()), S_OK);
-        Compounds compounds = compoundsFrom(ids, boil);
-        auto material = feed(compounds.ids, compounds.meanBoilingPoint, 101325);
+        auto material = feed(ids, boil);
         for (int i = 0; i < 2; ++i)
             EXPECT_EQ(package->CalcEquilibrium(static_cast<ICapeThermoMaterialObject*>(material.get()), Bstr(L"TP").get(),
                                                Variant().get()),
@@ -160,15 +126,12 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
         EXPECT_TRUE(material->value(L"phaseFraction", L"Vapor", L"mole").has_value());
     }
     ASSERT_TRUE(waitForServerExit());
-    auto logs = logFiles();
-    ASSERT_EQ(logs.size(), 1u);
-    std::string log = readLog(logs[0]);
-    EXPECT_NE(log.find("<info value=\"Object type: CAPE-OPEN version 1.0 Physical Property Package\"/>"),
-              std::string::npos);
+    ASSERT_EQ(logFiles().size(), 1u);
+    const std::string log = readLog(logFiles()[0]);
+    EXPECT_NE(log.find("<info value=\"Object type: CAPE-OPEN version 1.0 Physical Property Package\"/>"), std::string::npos);
     auto flash = topLevelRecord(log, "<func name=\"ICapeThermoPropertyPackage::CalcEquilibrium\" direc=\"in\"");
     ASSERT_FALSE(flash.empty()) << log;
-    EXPECT_EQ(flash[2].rfind("  <argval value=\"interface to object &quot;Material&quot; (address 0x", 0), 0u)
-        << flash[2];
+    EXPECT_EQ(flash[2].rfind("  <argval value=\"interface to object &quot;Material&quot; (address 0x", 0), 0u) << flash[2];
     EXPECT_GE(countStartingWith(flash, " <func name=\"ICapeThermoMaterialObject::"), 2u) << log;
     // A new material proxy each call, named by a fetch each time, and none left over.
     EXPECT_EQ(testsupport::occurrences(log, "<func name=\"ICapeThermoPropertyPackage::CalcEquilibrium\""), 2u);
@@ -184,23 +147,18 @@ TEST_F(ExportTest, ContainersAreUsedWithoutUtilitiesAndTheirFailuresReachTheSimu
     auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
     ComPtr<IDispatch> package;
     ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Bare/Ideal Alkanes").get(), package.put()), S_OK);
-    EXPECT_GT(flash11(package.get()), 0.0);
+    EXPECT_GT(flash11(package), 0.0);
     package.reset();
-
-    struct Case {
-        const wchar_t* name;
-        std::wstring description;
-    } cases[] = {
-        {L"Failing/Ideal Alkanes",
-         L"property package manager failed to initialize: The compound data bank could not be opened"},
+    const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+        {L"Failing/Ideal Alkanes", L"property package manager failed to initialize: The compound data bank could not be opened"},
         {L"Null/Ideal Alkanes", L"NULL pointer is returned for property package"},
     };
-    for (const Case& c : cases) {
-        DialogAnswerer keep("TARV:", IDNO);
-        EXPECT_EQ(manager->GetPropertyPackage(Bstr(c.name).get(), package.put()), kCapeUnknown);
+    for (auto [name, description] : cases) {
+        testsupport::DialogAnswerer keep("TARV:", IDNO);
+        EXPECT_EQ(manager->GetPropertyPackage(Bstr(name).get(), package.put()), testsupport::kCapeUnknown);
         EXPECT_FALSE(package);
         EXPECT_TRUE(keep.wait());
-        EXPECT_EQ(managerErrors(manager.get()).description, c.description);
+        EXPECT_EQ(managerErrors(manager.get()).description, description);
     }
     loadPackages();
     EXPECT_EQ(exportedPackages().size(), 3u);
