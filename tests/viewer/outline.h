@@ -68,6 +68,17 @@ public:
     std::vector<std::string> progress;
 };
 
+// A tree or list item to be filled with `mask`, its text into `text` (4096 bytes).
+template <class Item>
+Item asked(UINT mask, char* text)
+{
+    Item it{};
+    it.mask = mask;
+    it.pszText = text;
+    it.cchTextMax = 4096;
+    return it;
+}
+
 // The same text read back from a tree and a list control.
 inline std::string controlsOutline(HWND tree, HWND list)
 {
@@ -79,11 +90,8 @@ inline std::string controlsOutline(HWND tree, HWND list)
     size_t depth = 0;
     for (HTREEITEM item = next(TVGN_ROOT, nullptr); item;) {
         char text[4096] = "";
-        TVITEMA it{};
-        it.mask = TVIF_TEXT | TVIF_IMAGE | TVIF_CHILDREN;
+        auto it = asked<TVITEMA>(TVIF_TEXT | TVIF_IMAGE | TVIF_CHILDREN, text);
         it.hItem = item;
-        it.pszText = text;
-        it.cchTextMax = sizeof text;
         SendMessageA(tree, TVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it));
         out += outlineLine(depth, it.iImage, text, it.cChildren != 0);
         numbers[reinterpret_cast<LPARAM>(item)] = numbers.size() + 1;
@@ -98,11 +106,8 @@ inline std::string controlsOutline(HWND tree, HWND list)
     }
     for (int i = 0, n = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)); i < n; ++i) {
         char text[4096] = "";
-        LVITEMA it{};
-        it.mask = LVIF_TEXT | LVIF_IMAGE | LVIF_PARAM;
+        auto it = asked<LVITEMA>(LVIF_TEXT | LVIF_IMAGE | LVIF_PARAM, text);
         it.iItem = i;
-        it.pszText = text;
-        it.cchTextMax = sizeof text;
         SendMessageA(list, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it));
         out += rowLine(it.iImage, text, numbers.count(it.lParam) ? numbers[it.lParam] : 0);
     }
