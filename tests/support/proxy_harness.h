@@ -91,18 +91,15 @@ public:
     HRESULT byVtable(IUnknown* facet);
     HRESULT byName(IDispatch* facet);
 
-private:
     struct Slot {
         Param param;
-        VARIANT value{};   // by-value in-arguments
+        VARIANT value{};        // by-value in-arguments
+        VARIANT out{};          // the storage of out-arguments other than VARIANTs
         VARIANT outVariant{};
-        BSTR outString = nullptr;
-        LONG outLong = 0;
-        VARIANT_BOOL outBool = VARIANT_FALSE;
-        double outDouble = 0;
-        IDispatch* outDispatch = nullptr;
         void* storage();
     };
+
+private:
     const Method& method_;
     std::vector<Slot> slots_;
 };

@@ -1,7 +1,5 @@
-// The log checker: what stays of a log that cannot be read whole, and tarvlog.exe itself run as
-// CI runs it: its exit codes by log and options, and its JSON and JUnit documents (counts, calls by
-// method, findings grouped by text with the calls they stand in, one test case per top-level call)
-// against expected outputs.
+// The log checker: what it says of a log that cannot be read whole, and tarvlog.exe run as CI runs
+// it: its exit codes by log and options, its JSON and JUnit documents against expected outputs.
 #include "viewer/log_check.h"
 #include "viewer/outline.h"
 
@@ -35,17 +33,15 @@ const char kBreaches[] =
     "</func>\n"
     "<warning value=\"late release\"/>\n";
 
-// Runs tarvlog.exe with `arguments`; its exit code, and its standard output and error in `out`.
 DWORD tarvlog(const std::string& arguments, std::string& out)
 {
-    const char* exe = std::getenv("TARV64_TARVLOG");
-    return testsupport::runCaptured(tarv::toWide(exe ? exe : "tarvlog.exe"), tarv::toWide(arguments), out);
+    return testsupport::runCaptured(tarv::toWide(std::getenv("TARV64_TARVLOG")), tarv::toWide(arguments), out);
 }
 
 // `text` with the log's path, as written there, shown as "LOG".
 std::string withLog(std::string text, const std::string& path)
 {
-    for (size_t at = text.find(path); at != std::string::npos; at = text.find(path, at)) text.replace(at, path.size(), "LOG");
+    for (size_t at; (at = text.find(path)) != std::string::npos;) text.replace(at, path.size(), "LOG");
     return text;
 }
 
@@ -53,7 +49,7 @@ std::string withLog(std::string text, const std::string& path)
 
 TEST(LogCheck, LogsThatCannotBeReadWholeSayWhy)
 {
-    // A log written by CallLog, cut where a process that died would have left it.
+    // A log written by CallLog, and the same cut where a process that died would have left it.
     const std::string whole = viewertest::tempPath("check-whole.tlg");
     viewertest::writeSampleLog(whole, 20);
     const std::string bytes = testsupport::readFile(whole);
@@ -86,9 +82,7 @@ TEST(LogCheck, LogsThatCannotBeReadWholeSayWhy)
         EXPECT_EQ(tarv::checkVerdict(r, tarv::CheckOptions{}), c.state == State::complete ? 1 : 2) << c.path;
     }
     CloseHandle(writer);
-    const LogReport whole20 = tarv::readLogReport(whole, false);
-    EXPECT_EQ(whole20.errors, 20);
-    EXPECT_EQ(whole20.warnings, 40);
+    EXPECT_EQ(tarv::readLogReport(whole, false).errors, 20);
     EXPECT_GT(tarv::readLogReport(cut, false).records, 0);
 }
 

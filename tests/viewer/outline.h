@@ -1,9 +1,8 @@
 #pragma once
-// What the viewer's tests share. The record tree and the error list as text, so that what the
-// reader hands on and what the viewer's controls show compare as strings: one line per item in
-// pre-order (two blanks per level, the image index, the text, and " +" for an item marked as
-// having children), then one line per list row ("row", the image index, the text and "-> #" with
-// the number of its item in pre-order). Log files written by hand, and by CallLog (sample_log.h).
+// The record tree and the error list as text, so that what the reader hands on and what the
+// viewer's controls show compare as strings: one line per item in pre-order (two blanks per level,
+// the image index, the text, " +" for an item marked as having children), then one line per list
+// row ("row", the image index, the text, "-> #" and the number of its item). Log files by hand.
 #include "viewer/log_reader.h"
 #include "viewer/sample_log.h"
 
@@ -43,9 +42,9 @@ public:
     void progressSet(int percent) override { progress.push_back(std::to_string(percent)); }
     void progressEnd() override { progress.push_back("end"); }
 
+    // Items come in document order, which is the tree's pre-order.
     std::string outline() const
     {
-        // Items are inserted in document order, which is the tree's pre-order.
         std::vector<size_t> depth(items.size() + 1, 0);
         std::string out;
         for (size_t i = 0; i < items.size(); ++i) {
@@ -62,20 +61,20 @@ public:
         int image;
         bool hasChildren;
     };
-    std::vector<Node> items;   // in order of insertion, numbered from 1
+    std::vector<Node> items;   // numbered from 1
     std::vector<std::string> rows;
     std::vector<tarv::LogReaderMessage> messages;
     std::vector<std::string> progress;
 };
 
-// A tree or list item to be filled with `mask`, its text into `text` (4096 bytes).
+// A control item to be filled with `mask`, its text into `text` (at least 1024 bytes).
 template <class Item>
 Item asked(UINT mask, char* text)
 {
     Item it{};
     it.mask = mask;
     it.pszText = text;
-    it.cchTextMax = 4096;
+    it.cchTextMax = 1024;
     return it;
 }
 
@@ -87,9 +86,9 @@ inline std::string controlsOutline(HWND tree, HWND list)
     auto next = [tree](UINT relation, HTREEITEM item) {
         return reinterpret_cast<HTREEITEM>(SendMessageA(tree, TVM_GETNEXTITEM, relation, reinterpret_cast<LPARAM>(item)));
     };
+    char text[1024];
     size_t depth = 0;
     for (HTREEITEM item = next(TVGN_ROOT, nullptr); item;) {
-        char text[4096] = "";
         auto it = asked<TVITEMA>(TVIF_TEXT | TVIF_IMAGE | TVIF_CHILDREN, text);
         it.hItem = item;
         SendMessageA(tree, TVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it));
@@ -105,7 +104,6 @@ inline std::string controlsOutline(HWND tree, HWND list)
         if (item) item = next(TVGN_NEXT, item);
     }
     for (int i = 0, n = static_cast<int>(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0)); i < n; ++i) {
-        char text[4096] = "";
         auto it = asked<LVITEMA>(LVIF_TEXT | LVIF_IMAGE | LVIF_PARAM, text);
         it.iItem = i;
         SendMessageA(list, LVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it));
@@ -117,8 +115,7 @@ inline std::string controlsOutline(HWND tree, HWND list)
 inline std::string tempPath(const std::string& name)
 {
     char dir[MAX_PATH];
-    DWORD n = GetTempPathA(MAX_PATH, dir);
-    return std::string(dir, n) + "tarv-viewer-" + std::to_string(GetCurrentProcessId()) + "-" + name;
+    return std::string(dir, GetTempPathA(MAX_PATH, dir)) + "tarv-viewer-" + std::to_string(GetCurrentProcessId()) + "-" + name;
 }
 
 inline void writeFile(const std::string& path, const std::string& bytes)
@@ -128,8 +125,7 @@ inline void writeFile(const std::string& path, const std::string& bytes)
 
 // A log file in the temporary folder: the prolog, the root, `body`, and the end of the root
 // unless `closed` is false; line ends "\n" become `lineEnd`. Returns its path.
-inline std::string writeLogFile(const std::string& name, const std::string& body, bool closed = true,
-                                const char* lineEnd = "\r\n")
+inline std::string writeLogFile(const std::string& name, const std::string& body, bool closed = true, const char* lineEnd = "\r\n")
 {
     std::string out;
     for (char c : "<?xml version=\"1.0\" standalone=\"yes\"?>\n<tarvlogdocument>\n" + body + (closed ? "</tarvlogdocument>\n" : ""))
