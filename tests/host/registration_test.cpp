@@ -8,18 +8,15 @@
 
 #include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 
 // The server executable under test (from TARV64_SERVER), as a full path.
 std::string serverPath()
 {
-    const char* given = std::getenv("TARV64_SERVER");
     char full[MAX_PATH];
-    DWORD n = given ? GetFullPathNameA(given, MAX_PATH, full, nullptr) : 0;
-    return n ? std::string(full, n) : std::string(given ? given : "");
+    const char* given = std::getenv("TARV64_SERVER");
+    return given ? std::string(full, GetFullPathNameA(given, MAX_PATH, full, nullptr)) : std::string();
 }
 
 long runServer(const std::string& arguments)
@@ -27,28 +24,26 @@ long runServer(const std::string& arguments)
     return static_cast<long>(testsupport::runProcess(tarv::toWide("\"" + serverPath() + "\" " + arguments), 30000));
 }
 
-const char* const kLibId = "{8032C600-BA13-484F-A25F-3DFB47FCA46D}";
+const std::string kLibrary = "TypeLib\\{8032C600-BA13-484F-A25F-3DFB47FCA46D}";
 
-// A string value, or "<missing>" (the key or the value is absent).
-std::string value(HKEY root, const std::string& key, const char* name = nullptr)
+// "key|value name" or "key" (its default value): the text, "<present>" for a key without a
+// default value, "<missing>" when neither is there.
+std::string read(HKEY root, const std::string& entry)
 {
+    const size_t bar = entry.find('|');
+    const std::string key = entry.substr(0, bar), name = bar == std::string::npos ? "" : entry.substr(bar + 1);
     char data[1024];
     DWORD size = sizeof data;
-    if (RegGetValueA(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, data, &size) != ERROR_SUCCESS) return "<missing>";
-    return data;
-}
-
-bool keyExists(HKEY root, const std::string& key)
-{
+    if (RegGetValueA(root, key.c_str(), name.empty() ? nullptr : name.c_str(), RRF_RT_REG_SZ, nullptr, data, &size) == ERROR_SUCCESS)
+        return data;
     HKEY h = nullptr;
-    if (RegOpenKeyExA(root, key.c_str(), 0, KEY_READ, &h) != ERROR_SUCCESS) return false;
+    if (!name.empty() || RegOpenKeyExA(root, key.c_str(), 0, KEY_READ, &h) != ERROR_SUCCESS) return "<missing>";
     RegCloseKey(h);
-    return true;
+    return "<present>";
 }
 
-// Every key and value that registration of the application and the classes writes below `root`
-// ("key|value name" for a named value, "<present>" for a key without a default value), kept as
-// expected data with the quoted server path in place of %SERVER%.
+// Every key and value that registration writes below the classes' root, kept as expected data
+// with the quoted server path in place of %SERVER%.
 std::map<std::string, std::string> expectedEntries()
 {
     std::map<std::string, std::string> e;
@@ -61,16 +56,6 @@ std::map<std::string, std::string> expectedEntries()
     return e;
 }
 
-std::string read(HKEY root, const std::string& entry)
-{
-    size_t bar = entry.find('|');
-    std::string key = entry.substr(0, bar);
-    if (bar != std::string::npos) return value(root, key, entry.substr(bar + 1).c_str());
-    std::string v = value(root, key);
-    if (v == "<missing>" && keyExists(root, key)) return "<present>";
-    return v;
-}
-
 struct RegistrationTest : testing::Test {
     static void SetUpTestSuite() { ASSERT_FALSE(serverPath().empty()) << "TARV64_SERVER not set"; }
     static void TearDownTestSuite()
@@ -79,6 +64,17 @@ struct RegistrationTest : testing::Test {
         RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\MIRB");
         runServer("/RegServer");
     }
+    HKEY machine = nullptr, user = nullptr;
+    void SetUp() override
+    {
+        RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Classes", 0, KEY_READ, &machine);
+        RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\Classes", 0, nullptr, 0, KEY_READ, nullptr, &user, nullptr);
+    }
+    void TearDown() override
+    {
+        RegCloseKey(machine);
+        RegCloseKey(user);
+    }
 };
 
 } // namespace
@@ -86,27 +82,23 @@ struct RegistrationTest : testing::Test {
 TEST_F(RegistrationTest, MachineWideWritesEveryKeyAndValueAndUnregistrationTakesThemAway)
 {
     ASSERT_EQ(runServer("/RegServer"), 0);
-    HKEY machine = nullptr;
-    RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Classes", 0, KEY_READ, &machine);
-    for (const auto& [entry, expected] : expectedEntries()) EXPECT_EQ(read(machine, entry), expected) << entry;
     for (const auto& [entry, expected] : expectedEntries()) {
+        EXPECT_EQ(read(machine, entry), expected) << entry;
         if (entry.rfind("CLSID\\", 0) != 0 || entry.find_first_of("\\|", 6) != std::string::npos) continue;
-        std::string about = read(machine, entry + "\\CapeDescription|About");
-        EXPECT_NE(about.find("out-of-proc"), std::string::npos) << about;
-        EXPECT_NE(read(machine, entry + "\\CapeDescription|VendorURL"), "<missing>");
+        EXPECT_NE(read(machine, entry + "\\CapeDescription|About").find("out-of-proc"), std::string::npos) << entry;
+        EXPECT_NE(read(machine, entry + "\\CapeDescription|VendorURL"), "<missing>") << entry;
     }
     // The type library, and the interfaces it declares: its own only.
-    EXPECT_EQ(value(HKEY_CLASSES_ROOT, std::string("TypeLib\\") + kLibId + "\\1.0"), "TARV 1.0 Type Library x64");
-    EXPECT_NE(value(HKEY_CLASSES_ROOT, std::string("TypeLib\\") + kLibId + "\\1.0\\409\\win64"), "<missing>");
-    EXPECT_EQ(value(HKEY_CLASSES_ROOT, "Interface\\{23A15B93-9C6C-4EB6-BFB6-0F090C17B6B9}\\TypeLib"), kLibId);
+    EXPECT_EQ(read(HKEY_CLASSES_ROOT, kLibrary + "\\1.0"), "TARV 1.0 Type Library x64");
+    EXPECT_NE(read(HKEY_CLASSES_ROOT, kLibrary + "\\1.0\\409\\win64"), "<missing>");
+    EXPECT_EQ(read(HKEY_CLASSES_ROOT, "Interface\\{23A15B93-9C6C-4EB6-BFB6-0F090C17B6B9}\\TypeLib"), kLibrary.substr(8));
 
     ASSERT_EQ(runServer("/UnregServer"), 0);
     for (const auto& entry : expectedEntries()) EXPECT_EQ(read(machine, entry.first), "<missing>") << entry.first;
     // The parents are never removed.
-    EXPECT_TRUE(keyExists(machine, "AppID"));
-    EXPECT_TRUE(keyExists(machine, "CLSID"));
-    EXPECT_EQ(value(HKEY_CLASSES_ROOT, std::string("TypeLib\\") + kLibId + "\\1.0"), "<missing>");
-    RegCloseKey(machine);
+    EXPECT_NE(read(machine, "AppID"), "<missing>");
+    EXPECT_NE(read(machine, "CLSID"), "<missing>");
+    EXPECT_EQ(read(HKEY_CLASSES_ROOT, kLibrary + "\\1.0"), "<missing>");
 }
 
 TEST_F(RegistrationTest, PerUserWritesTheUsersClassesOnlyWhetherAskedOrConfigured)
@@ -114,29 +106,14 @@ TEST_F(RegistrationTest, PerUserWritesTheUsersClassesOnlyWhetherAskedOrConfigure
     for (bool configured : {false, true}) {
         runServer("/UnregServer");
         RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\MIRB");
-        if (configured) {
-            HKEY mirb = nullptr;
-            RegCreateKeyExA(HKEY_CURRENT_USER, "Software\\MIRB", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &mirb, nullptr);
-            RegSetValueExA(mirb, "CurrentUser", 0, REG_SZ, reinterpret_cast<const BYTE*>("1"), 2);
-            RegCloseKey(mirb);
-        }
+        if (configured) RegSetKeyValueA(HKEY_CURRENT_USER, "Software\\MIRB", "CurrentUser", REG_SZ, "1", 2);
         ASSERT_EQ(runServer(configured ? "/RegServer" : "/RegServerPerUser"), 0);
-        HKEY user = nullptr, machine = nullptr;
-        RegOpenKeyExA(HKEY_CURRENT_USER, "Software\\Classes", 0, KEY_READ, &user);
-        RegOpenKeyExA(HKEY_LOCAL_MACHINE, "Software\\Classes", 0, KEY_READ, &machine);
         for (const auto& [entry, expected] : expectedEntries()) {
             EXPECT_EQ(read(user, entry), expected) << entry << (configured ? " (configured)" : "");
-            if (entry.rfind("AppID", 0) != 0) {
-                EXPECT_EQ(read(machine, entry), "<missing>") << entry;
-            }
+            EXPECT_TRUE(entry.rfind("AppID", 0) == 0 || read(machine, entry) == "<missing>") << entry;
         }
         ASSERT_EQ(runServer(configured ? "/UnregServer" : "/UnregServerPerUser"), 0);
-        for (const auto& entry : expectedEntries()) {
-            if (entry.first.rfind("AppID", 0) != 0) {
-                EXPECT_EQ(read(user, entry.first), "<missing>") << entry.first;
-            }
-        }
-        RegCloseKey(user);
-        RegCloseKey(machine);
+        for (const auto& entry : expectedEntries())
+            EXPECT_TRUE(entry.first.rfind("AppID", 0) == 0 || read(user, entry.first) == "<missing>") << entry.first;
     }
 }
