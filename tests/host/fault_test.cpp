@@ -136,11 +136,15 @@ TEST_F(ExportTest, TheListChangingDuringAResolutionRemovesTheRecordThatWasAskedA
         EXPECT_FALSE(package);
         EXPECT_EQ(managerErrors(manager.get()).description,
                   std::wstring(L"property package manager failed to initialize: ") + kit::kReloadingManagerText);
+        // Once removed (Yes), the record is gone for this manager too.
+        ASSERT_TRUE(answerer.wait());
+        EXPECT_EQ(manager->GetPropertyPackage(Bstr(L"Reloading").get(), package.put()), kCapeUnknown);
+        EXPECT_EQ(managerErrors(manager.get()).description, L"Package with name \"Reloading\" is not available");
     }
     ASSERT_TRUE(answerer.wait());
     EXPECT_EQ(answerer.seen().front().text, std::string("property package manager failed to initialize: ") +
-                                   toNarrow(kit::kReloadingManagerText) +
-                                   "\r\nRemove from list of exported property packages?");
+                                                toNarrow(kit::kReloadingManagerText) +
+                                                "\r\nRemove from list of exported property packages?");
     ASSERT_TRUE(waitForServerExit());
     loadPackages();
     EXPECT_EQ(storedNames(), (std::vector<std::wstring>{L"Late Arrival"}));

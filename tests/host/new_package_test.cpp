@@ -14,43 +14,6 @@ constexpr CLSID kIdealPackage = {0xE2785283, 0x7782, 0x4DEA, {0xB4, 0x2C, 0xFD, 
 constexpr int kTree = 204;
 constexpr int kLogging = 814;
 
-// Waits for the server's dialog, picks the item whose label starts with `typed` by typing it into
-// the tree, sets the logging box, and presses OK; with nothing typed it presses Cancel. Whether
-// OK was enabled by the choice is kept.
-class DialogAnswer {
-public:
-    DialogAnswer(std::string typed, bool logging)
-        : thread_([this, typed = std::move(typed), logging] {
-              HWND dialog = waitForWindow("TARV version 1.1 Property Package:", 30000);
-              if (!dialog) return;
-              found = true;
-              Sleep(100);
-              if (typed.empty()) {
-                  PostMessageA(dialog, WM_COMMAND, IDCANCEL, 0);
-                  return;
-              }
-              HWND tree = GetDlgItem(dialog, kTree);
-              for (char ch : typed) SendMessageA(tree, WM_CHAR, static_cast<unsigned char>(ch), 0);
-              okEnabled = IsWindowEnabled(GetDlgItem(dialog, IDOK));
-              if ((SendDlgItemMessageA(dialog, kLogging, BM_GETCHECK, 0, 0) == BST_CHECKED) != logging)
-                  SendDlgItemMessageA(dialog, kLogging, BM_CLICK, 0, 0);
-              PostMessageA(dialog, WM_COMMAND, okEnabled ? IDOK : IDCANCEL, 0);
-          })
-    {
-    }
-    ~DialogAnswer() { join(); }
-    void join()
-    {
-        if (thread_.joinable()) thread_.join();
-    }
-
-    bool found = false;
-    bool okEnabled = false;
-
-private:
-    std::thread thread_;
-};
-
 class NewPackageTest : public ExportTest {
 protected:
     // Wine's marshaling finds a type library only under the locale-neutral key "0", whereas the
@@ -87,18 +50,26 @@ TEST_F(NewPackageTest, TheSimulatorGetsTheChosenPackageExportedAndLoggedAsTheDia
     for (const Case& c : cases) {
         SetUp();
         if (c.stored) addRecord(kIdealPackage, tarv::PropertyPackage11, c.stored, c.stored, false);
-        DialogAnswer answer(c.typed, c.logging);
+        // The server's dialog: the item whose label starts with what is typed into the tree, the
+        // logging box as the case says, then OK; with nothing typed, Cancel.
+        bool found = false, okEnabled = false;
+        std::thread answer([&] {
+            HWND dialog = waitForWindow("TARV version 1.1 Property Package:", 30000);
+            if (!(found = dialog != nullptr)) return;
+            Sleep(100);
+            for (const char* ch = c.typed; *ch; ++ch) SendDlgItemMessageA(dialog, kTree, WM_CHAR, static_cast<unsigned char>(*ch), 0);
+            okEnabled = *c.typed && IsWindowEnabled(GetDlgItem(dialog, IDOK));
+            if ((SendDlgItemMessageA(dialog, kLogging, BM_GETCHECK, 0, 0) == BST_CHECKED) != c.logging)
+                SendDlgItemMessageA(dialog, kLogging, BM_CLICK, 0, 0);
+            PostMessageA(dialog, WM_COMMAND, okEnabled ? IDOK : IDCANCEL, 0);
+        });
         std::string out, err;
         const DWORD exitCode = runCaptured(_wgetenv(L"TARV_SIMULATOR"), L"--new", out, &err);
         answer.join();
-        EXPECT_TRUE(answer.found) << c.what;
-        if (*c.typed) {
-            EXPECT_TRUE(answer.okEnabled) << c.what;
-            EXPECT_EQ(exitCode, 0u) << c.what << "\n" << err;
-        } else {
-            EXPECT_EQ(exitCode, 1u);
-            EXPECT_NE(err.find("NewPropertyPackage failed\n  no package was chosen"), std::string::npos) << err;
-        }
+        EXPECT_TRUE(found) << c.what;
+        EXPECT_EQ(okEnabled, *c.typed != 0) << c.what;
+        EXPECT_EQ(exitCode, *c.typed ? 0u : 1u) << c.what << "\n" << err;
+        EXPECT_TRUE(*c.typed || err.find("NewPropertyPackage failed\n  no package was chosen") != std::string::npos) << err;
         ASSERT_TRUE(waitForServerExit()) << c.what;
         tarv::loadPackages();
         EXPECT_EQ(storedNames(), c.after) << c.what;

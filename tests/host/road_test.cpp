@@ -139,27 +139,33 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
     EXPECT_EQ(log.find("wrong thermo version"), std::string::npos);
 }
 
-TEST_F(ExportTest, ContainersAreUsedWithoutUtilitiesAndTheirFailuresReachTheSimulator)
+TEST_F(ExportTest, ContainersAreUsedWithoutUtilitiesAndFailuresReachTheSimulatorWithAnOfferOfRemoval)
 {
     addRecord(kit::CLSID_ManagerWithoutUtilities, PropertyPackageManager11, L"Ideal Alkanes", L"Bare/Ideal Alkanes");
     addRecord(kit::CLSID_ManagerFailingInit, PropertyPackageManager11, L"Ideal Alkanes", L"Failing/Ideal Alkanes");
     addRecord(kit::CLSID_ManagerReturningNull, PropertyPackageManager11, L"Ideal Alkanes", L"Null/Ideal Alkanes");
+    addRecord({0x0BADC0DE, 0x0000, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 1}}, PropertyPackage11, L"Gone", L"Gone");
     auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
     ComPtr<IDispatch> package;
     ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Bare/Ideal Alkanes").get(), package.put()), S_OK);
     EXPECT_GT(flash11(package), 0.0);
     package.reset();
-    const std::pair<const wchar_t*, const wchar_t*> cases[] = {
+    // A failed resolution offers the record's removal; No keeps it.
+    const std::pair<const wchar_t*, std::wstring> cases[] = {
         {L"Failing/Ideal Alkanes", L"property package manager failed to initialize: The compound data bank could not be opened"},
         {L"Null/Ideal Alkanes", L"NULL pointer is returned for property package"},
+        {L"Gone", L"Failed to create stand-alone property package: " + systemErrorText(REGDB_E_CLASSNOTREG)},
     };
-    for (auto [name, description] : cases) {
+    for (const auto& [name, description] : cases) {
         testsupport::DialogAnswerer keep("TARV:", IDNO);
         EXPECT_EQ(manager->GetPropertyPackage(Bstr(name).get(), package.put()), testsupport::kCapeUnknown);
         EXPECT_FALSE(package);
-        EXPECT_TRUE(keep.wait());
+        ASSERT_TRUE(keep.wait());
         EXPECT_EQ(managerErrors(manager.get()).description, description);
+        EXPECT_EQ(keep.seen()[0].text, toNarrow(description) + "\r\nRemove from list of exported property packages?");
+        EXPECT_EQ(keep.seen()[0].buttons, (std::vector<int>{IDYES, IDNO}));
+        EXPECT_TRUE(keep.seen()[0].hasIcon);   // which one cannot be read from another process
     }
     loadPackages();
-    EXPECT_EQ(exportedPackages().size(), 3u);
+    EXPECT_EQ(exportedPackages().size(), 4u);
 }
