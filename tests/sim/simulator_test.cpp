@@ -1,9 +1,6 @@
-// tarv_simulator.exe run as a child process against the kit's registered containers in process:
-// the flash it prints against a hand calculation, the agreement of its 1.0 and 1.1 roads, other
-// runs' summaries, and its failure reports.
+// tarv_simulator.exe run against the kit's registered containers in process: its flash against a
+// hand calculation, its 1.0 and 1.1 roads agreeing, other runs' summaries, its failure reports.
 #include "support/process.h"
-
-#include <windows.h>
 
 #include <gtest/gtest.h>
 
@@ -18,12 +15,10 @@ struct ChildRun {
     std::string out, err;
 };
 
-// Runs the simulator with `args`, its output captured.
 ChildRun simulate(const std::wstring& args)
 {
-    const wchar_t* simulator = _wgetenv(L"TARV_SIMULATOR");
     ChildRun r;
-    r.exitCode = testsupport::runCaptured(simulator ? simulator : L"", args, r.out, &r.err);
+    r.exitCode = testsupport::runCaptured(_wgetenv(L"TARV_SIMULATOR"), args, r.out, &r.err);
     return r;
 }
 

@@ -45,8 +45,6 @@ std::string withoutAddresses(std::string records)
     return records;
 }
 
-// --- Calls described by the type library ---------------------------------------------------------
-
 namespace {
 
 // Enumerations are user-defined types (through a typedef) that travel as 32-bit integers.
@@ -231,8 +229,6 @@ HRESULT Call::byName(IDispatch* facet)
     }
     return hr;
 }
-
-// --- Every method both ways ------------------------------------------------------------------------
 
 int checkEveryMethodBothWays(const std::vector<ProxiedInterfaces>& classes)
 {

@@ -56,8 +56,6 @@ IUnknown* originalOf(IUnknown* proxy);
 // The records with the addresses of logged interfaces taken out.
 std::string withoutAddresses(std::string records);
 
-// --- Calls described by the type library ---------------------------------------------------------
-
 struct Param {
     VARTYPE vt;        // VT_BSTR, VT_R8, VT_INT, VT_VARIANT, VT_BOOL, VT_I4 (also enumerations), VT_DISPATCH
     bool byRef;        // passed as a pointer
@@ -77,9 +75,8 @@ struct Method {
 // The methods of one interface of the registered CAPE-OPEN 1.1 library, in slot order.
 std::vector<Method> methodsOf(REFIID iid);
 
-// The arguments of a call: strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"},
-// n the position, longs and enumerations 15, VARIANT_BOOLs VARIANT_TRUE, interfaces null;
-// out-arguments start empty (null, zero, VT_EMPTY).
+// A call's arguments, differing by position n: strings "P<n>", numbers n + 0.5, VARIANTs a string
+// array {"a<n>", "b"}, longs and enumerations 15, booleans true, interfaces null; outs start empty.
 class Call {
 public:
     explicit Call(const Method& method);
@@ -103,8 +100,6 @@ private:
     const Method& method_;
     std::vector<Slot> slots_;
 };
-
-// --- Every method both ways ------------------------------------------------------------------------
 
 // A proxy class as the both-ways test sees it.
 struct ProxiedInterfaces {

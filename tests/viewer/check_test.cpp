@@ -1,6 +1,5 @@
-// The log checker: what it says of a log that cannot be read whole, and tarvlog.exe run as CI runs
-// it: its exit codes by log and options, its JSON and JUnit documents against expected outputs.
-#include "viewer/log_check.h"
+// tarvlog.exe run as CI runs it: its exit codes and what it says by log and options, what it says
+// of a log that cannot be read whole, and its JSON and JUnit documents against expected outputs.
 #include "viewer/outline.h"
 
 #include "com/bstr.h"
@@ -11,8 +10,6 @@
 
 #include <cstdlib>
 
-using tarv::LogReport;
-using State = LogReport::State;
 using viewertest::writeLogFile;
 
 namespace {
@@ -47,50 +44,20 @@ std::string withLog(std::string text, const std::string& path)
 
 } // namespace
 
-TEST(LogCheck, LogsThatCannotBeReadWholeSayWhy)
-{
-    // A log written by CallLog, and the same cut where a process that died would have left it.
-    const std::string whole = viewertest::tempPath("check-whole.tlg");
-    viewertest::writeSampleLog(whole, 20);
-    const std::string bytes = testsupport::readFile(whole);
-    const std::string cut = viewertest::tempPath("check-cut.tlg");
-    viewertest::writeFile(cut, bytes.substr(0, bytes.size() / 2));
-
-    const std::string locked = writeLogFile("check-locked.tlg", "");
-    HANDLE writer = CreateFileA(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    struct Case {
-        std::string path;
-        State state;
-        const char* problem;
-    } cases[] = {
-        {whole, State::complete, ""},
-        {cut, State::cutOff, "the log is cut off at line "},
-        {viewertest::tempPath("check-missing.tlg"), State::unreadable, "no such file"},
-        {locked, State::unreadable, "cannot be opened ("},
-        {writeLogFile("check-unclosed.tlg", "", false), State::cutOff, "the log is cut off"},
-        {viewertest::tempPath("check-nothing.tlg"), State::unreadable, "no XML document could be read from it"},
-        {writeLogFile("check-foreign.tlg", ""), State::notALog, "not a TARV64 call log: its outermost element is <html>"},
-        {writeLogFile("check-damaged.tlg", "<info value=\"a\"/>\n<info value=\"b\"></inf>\n"), State::damaged,
-         "the log is damaged"},
-    };
-    viewertest::writeFile(cases[5].path, "");
-    viewertest::writeFile(cases[6].path, "<?xml version=\"1.0\"?>\n<html><body/></html>\n");
-    for (const Case& c : cases) {
-        const LogReport r = tarv::readLogReport(c.path, false);
-        EXPECT_EQ(r.state, c.state) << c.path << ": " << r.problem;
-        EXPECT_EQ(r.problem.rfind(c.problem, 0), 0u) << c.path << ": " << r.problem;
-        EXPECT_EQ(tarv::checkVerdict(r, tarv::CheckOptions{}), c.state == State::complete ? 1 : 2) << c.path;
-    }
-    CloseHandle(writer);
-    EXPECT_EQ(tarv::readLogReport(whole, false).errors, 20);
-    EXPECT_GT(tarv::readLogReport(cut, false).records, 0);
-}
-
 TEST(Tarvlog, ExitCodesJsonAndJunitAsCiReadsThem)
 {
     const std::string log = writeLogFile("check-cli.tlg", kBreaches);
-    const std::string clean = writeLogFile("check-clean.tlg", "<func name=\"A::B\" direc=\"in\" object=\"x\">\n</func>\n");
     const std::string warningsOnly = writeLogFile("check-warn.tlg", "<warning value=\"w\"/>\n");
+    // A log written by CallLog, and the same cut where a process that died would have left it.
+    const std::string whole = viewertest::tempPath("check-whole.tlg"), cut = viewertest::tempPath("check-cut.tlg");
+    viewertest::writeSampleLog(whole, 20);
+    const std::string bytes = testsupport::readFile(whole);
+    viewertest::writeFile(cut, bytes.substr(0, bytes.size() / 2));
+    const std::string nothing = viewertest::tempPath("check-nothing.tlg"), foreign = viewertest::tempPath("check-foreign.tlg");
+    viewertest::writeFile(nothing, "");
+    viewertest::writeFile(foreign, "<?xml version=\"1.0\"?>\n<html><body/></html>\n");
+    const std::string locked = writeLogFile("check-locked.tlg", "");
+    HANDLE writer = CreateFileA(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
     struct Case {
         std::string arguments;
         DWORD exitCode;
@@ -103,16 +70,25 @@ TEST(Tarvlog, ExitCodesJsonAndJunitAsCiReadsThem)
         {"check \"" + log + "\" --ignore \"bad basis$\" --warnings-fail", 1, ""},
         {"check \"" + log + "\" --ignore \"(\"", 2, ""},
         {"check \"" + log + "\" --format yaml", 2, ""},
-        {"check \"" + viewertest::tempPath("check-none.tlg") + "\"", 2, "no such file"},
-        {"check \"" + clean + "\"", 0, ""},
+        {"check \"" + writeLogFile("check-clean.tlg", "<func name=\"A::B\" direc=\"in\" object=\"x\">\n</func>\n") + "\"", 0, ""},
         {"check \"" + warningsOnly + "\"", 0, ""},
         {"check \"" + warningsOnly + "\" --warnings-fail", 1, ""},
+        {"check \"" + whole + "\"", 1, "verdict: FAILED, 20 failing records"},
+        {"check \"" + cut + "\"", 2, "problem: the log is cut off at line "},
+        {"check \"" + viewertest::tempPath("check-none.tlg") + "\"", 2, "problem: no such file"},
+        {"check \"" + locked + "\"", 2, "problem: cannot be opened ("},
+        {"check \"" + writeLogFile("check-unclosed.tlg", "", false) + "\"", 2, "problem: the log is cut off"},
+        {"check \"" + nothing + "\"", 2, "problem: no XML document could be read from it"},
+        {"check \"" + foreign + "\"", 2, "problem: not a TARV64 call log: its outermost element is <html>"},
+        {"check \"" + writeLogFile("check-damaged.tlg", "<info value=\"a\"/>\n<info value=\"b\"></inf>\n") + "\"", 2,
+         "problem: the log is damaged"},
     };
     std::string out;
     for (const Case& c : cases) {
         EXPECT_EQ(tarvlog(c.arguments, out), c.exitCode) << c.arguments << "\n" << out;
         EXPECT_NE(out.find(c.printed), std::string::npos) << c.arguments << "\n" << out;
     }
+    CloseHandle(writer);
 
     ASSERT_EQ(tarvlog("check \"" + log + "\" --format json", out), 1u) << out;
     std::string escaped;
