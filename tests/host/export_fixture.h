@@ -112,24 +112,18 @@ protected:
         return value.get().vt == VT_I4 ? value.get().lVal : -1;
     }
 
-    static bool serverRunning()
-    {
-        HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
-        PROCESSENTRY32 entry{};
-        entry.dwSize = sizeof entry;
-        bool found = false;
-        for (BOOL more = Process32First(snapshot, &entry); more && !found; more = Process32Next(snapshot, &entry))
-            found = lstrcmpiA(entry.szExeFile, "TARV64.exe") == 0;
-        CloseHandle(snapshot);
-        return found;
-    }
     static bool waitForServerExit(DWORD milliseconds = 10000)
     {
-        for (DWORD waited = 0; serverRunning(); waited += 50) {
-            if (waited >= milliseconds) return false;
-            Sleep(50);
+        for (DWORD waited = 0;; waited += 50, Sleep(50)) {
+            HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+            PROCESSENTRY32 entry{};
+            entry.dwSize = sizeof entry;
+            bool running = false;
+            for (BOOL more = Process32First(snapshot, &entry); more && !running; more = Process32Next(snapshot, &entry))
+                running = lstrcmpiA(entry.szExeFile, "TARV64.exe") == 0;
+            CloseHandle(snapshot);
+            if (!running || waited >= milliseconds) return !running;
         }
-        return true;
     }
 
     // The log files in the automatic location, oldest first (read with testsupport::readLog).
@@ -138,13 +132,14 @@ protected:
         char desktop[MAX_PATH];
         SHGetSpecialFolderPathA(nullptr, desktop, CSIDL_DESKTOPDIRECTORY, FALSE);
         const std::string folder = std::string(desktop) + "\\TARV logs\\";
-        std::vector<std::pair<FILETIME, std::string>> found;
+        std::vector<std::pair<ULONGLONG, std::string>> found;
         WIN32_FIND_DATAA data;
         HANDLE h = FindFirstFileA((folder + "*.tlg").c_str(), &data);
         for (BOOL more = h != INVALID_HANDLE_VALUE; more; more = FindNextFileA(h, &data))
-            found.push_back({data.ftLastWriteTime, folder + data.cFileName});
+            found.push_back({ULARGE_INTEGER{{data.ftLastWriteTime.dwLowDateTime, data.ftLastWriteTime.dwHighDateTime}}.QuadPart,
+                             folder + data.cFileName});
         if (h != INVALID_HANDLE_VALUE) FindClose(h);
-        std::sort(found.begin(), found.end(), [](const auto& a, const auto& b) { return CompareFileTime(&a.first, &b.first) < 0; });
+        std::sort(found.begin(), found.end());
         std::vector<std::string> paths;
         for (auto& f : found) paths.push_back(f.second);
         return paths;

@@ -27,7 +27,6 @@ using testsupport::LogCapture;
 using testsupport::NoLeaks;
 
 namespace {
-
 const std::vector<IID> kSpecInterfaces = {IID_ICapeArrayParameterSpec, IID_ICapeBooleanParameterSpec,
                                           IID_ICapeIntegerParameterSpec, IID_ICapeOptionParameterSpec,
                                           IID_ICapeParameterSpec, IID_ICapeRealParameterSpec};
@@ -40,7 +39,6 @@ ComPtr<Object> fullSpec()
     kit::giveItems(*spec.get(), {kit::makeSpec(CAPE_REAL, L"Item 1"), kit::makeSpec(CAPE_INT, L"Item 2")}, {2});
     return spec;
 }
-
 
 IDispatch* const kUntouched = reinterpret_cast<IDispatch*>(0x5A5A5A5A);
 
@@ -59,7 +57,6 @@ struct Package {
         : exposed(testsupport::expose<tarv::CPropertyPackage11>(real.get(), log, "Package"))
     {}
 };
-
 
 const std::vector<IID> kPackageInterfaces = {IID_ICapeReactionChemistry, IID_ICapeReactionsRoutine,
                                              IID_ICapeKineticReactionContext, IID_ICapeElectrolyteReactionContext,

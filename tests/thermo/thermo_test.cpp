@@ -29,8 +29,6 @@ using testsupport::NoLeaks;
 using testsupport::withoutAddresses;
 
 namespace {
-
-
 const std::vector<IID> kMaterial11 = {IID_ICapeThermoCompounds, IID_ICapeThermoEquilibriumRoutine,
                                              IID_ICapeThermoMaterial, IID_ICapeThermoPhases,
                                              IID_ICapeThermoPropertyRoutine, IID_ICapeThermoUniversalConstant};
@@ -297,8 +295,6 @@ TEST(MaterialObject, ReadOnlySettersAndDeprecatedMethodsAreReportedAndStillForwa
 }
 
 namespace {
-
-
 IDispatch* const kUntouched = reinterpret_cast<IDispatch*>(0x5A5A5A5A);
 
 // Scripts a kit method whose last argument is an interface result: it writes `value` (with a
