@@ -10,10 +10,7 @@
 
 namespace {
 
-struct ChildRun {
-    DWORD exitCode = 0xFFFFFFFF;
-    std::string out, err;
-};
+struct ChildRun { DWORD exitCode = 0xFFFFFFFF; std::string out, err; };
 
 ChildRun simulate(const std::wstring& args)
 {

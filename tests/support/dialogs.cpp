@@ -8,21 +8,12 @@ constexpr int kMessageBoxIcon = 0x0440;
 constexpr int kFileNameCombo = 0x047C;   // cmb13 of the explorer-style file dialogs
 constexpr int kFileNameEdit = 0x0480;    // edt1 of the older ones
 
-struct Search {
-    const std::string* caption;
-    HWND found = nullptr;
-};
-
-BOOL CALLBACK findByCaption(HWND window, LPARAM param)
+// The first visible top-level window captioned `caption`, of any process.
+HWND findVisible(const std::string& caption)
 {
-    auto* search = reinterpret_cast<Search*>(param);
-    char text[256] = "";
-    GetWindowTextA(window, text, sizeof text);
-    if (*search->caption == text && IsWindowVisible(window)) {
-        search->found = window;
-        return FALSE;
-    }
-    return TRUE;
+    for (HWND w = FindWindowExA(nullptr, nullptr, nullptr, caption.c_str()); w; w = FindWindowExA(nullptr, w, nullptr, caption.c_str()))
+        if (IsWindowVisible(w)) return w;
+    return nullptr;
 }
 
 // The pixels of an icon, to recognise a standard icon shown by another process.
@@ -45,12 +36,9 @@ std::string iconBits(HICON icon)
 
 UINT standardIcon(HICON shown)
 {
-    std::string bits = iconBits(shown);
-    if (bits.empty()) return 0;
-    const std::pair<UINT, int> standard[] = {{MB_ICONERROR, 32513}, {MB_ICONQUESTION, 32514},
-                                             {MB_ICONWARNING, 32515}, {MB_ICONINFORMATION, 32516}};
-    for (const auto& [flag, resource] : standard)
-        if (iconBits(LoadIconA(nullptr, MAKEINTRESOURCEA(resource))) == bits) return flag;
+    const std::string bits = iconBits(shown);
+    for (auto [flag, resource] : {std::pair{MB_ICONERROR, 32513}, {MB_ICONQUESTION, 32514}, {MB_ICONWARNING, 32515}, {MB_ICONINFORMATION, 32516}})
+        if (!bits.empty() && iconBits(LoadIconA(nullptr, MAKEINTRESOURCEA(resource))) == bits) return flag;
     return 0;
 }
 
@@ -96,13 +84,11 @@ void DialogAnswerer::run()
 {
     HWND last = nullptr;
     while (!stop_ && answered_ < times_) {
-        Search search{&caption_};
-        EnumWindows(&findByCaption, reinterpret_cast<LPARAM>(&search));
-        if (!search.found || search.found == last) {
+        HWND w = findVisible(caption_);
+        if (!w || w == last) {
             Sleep(10);
             continue;
         }
-        HWND w = search.found;
         Sleep(50);   // let the dialog finish its initialisation
         SeenDialog seen;
         seen.caption = caption_;

@@ -1,15 +1,18 @@
 // The log reader's rules, through a sink that records what it is handed: the element table, what
 // stays of a file that cannot be read whole and what the user is told, the progress threshold, and
-// a few hundred damaged copies of a log that CallLog wrote.
+// a few hundred damaged copies of a log that CallLog wrote. Then tarvlog.exe run as CI runs it.
 #include "viewer/log_reader.h"
 #include "viewer/outline.h"
 
+#include "com/bstr.h"
 #include "support/log_capture.h"
+#include "support/process.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <share.h>
 
@@ -48,39 +51,18 @@ void expectOwnMessages(const RecordingSink& sink, const std::string& path, const
 
 TEST(LogReader, EachElementBecomesAnItemAndEachSelfClosingErrorOrWarningARow)
 {
-    struct Case {
-        const char* body;
-        const char* outline;
-    } cases[] = {
-        {"<info value=\"a &amp; b\"/>\n<error value=\"e\"/>\n<warning value=\"w\"/>\n"
-         "<argval value=\"&quot;abc&quot;\"/>\n<argval value=\"&lt;NULL&gt;\"/>\n<info value=\"\"/>\n",
-         "2 a & b\n3 e\n10 w\n8 \"abc\"\n8 <NULL>\n2 \nrow 3 e -> #2\nrow 10 w -> #3\n"},
-        {"<info/>\n<error/>\n<warning/>\n<argval/>\n",
-         "2 <no information>\n3 <no information>\n10 <no information>\n8 <no information>\n"
-         "row 3 <no information> -> #2\nrow 10 <no information> -> #3\n"},
-        {"<func name=\"I::M\" direc=\"in\" object=\"P\">\n <arg name=\"x\" direc=\"in\" type=\"double\">\n"
-         "  <argval value=\"1\"/>\n </arg>\n <arg name=\"v\" direc=\"out\" type=\"VT_EMPTY\">\n </arg>\n</func>\n"
-         "<func name=\"I::N\" direc=\"out\" object=\"S\">\n</func>\n",
-         "4 I::M (P) +\n  6 x (type: double) +\n    8 1\n  7 v (type: VT_EMPTY)\n5 I::N (S)\n"},
-        {"<error value=\"first\"/>\n<func name=\"A\" direc=\"in\" object=\"o\">\n"
-         " <func name=\"B\" direc=\"out\" object=\"m\">\n  <arg name=\"p\" direc=\"in\" type=\"string\">\n"
-         "   <warning value=\"deep\"/>\n  </arg>\n  <error value=\"ECapeNoImplHR: not implemented\"/>\n </func>\n</func>\n",
-         "3 first\n4 A (o) +\n  5 B (m) +\n    6 p (type: string) +\n      10 deep\n    3 ECapeNoImplHR: not implemented\n"
-         "row 3 first -> #1\nrow 10 deep -> #5\nrow 3 ECapeNoImplHR: not implemented -> #6\n"},
-        {"<foo a=\"1\" b=\"2\"/>\n<bar x=\"y\">\n<info value=\"i\"/>\n</bar>\n<baz></baz>\n", "8 foo 1 2\n8 bar y +\n  2 i\n8 baz\n"},
-        {"<func direc=\"in\"></func>\n<func name=\"F\" direc=\"IN\" object=\"o\"></func>\n<arg name=\"a\"></arg>\n",
-         "4 <no information> (<no information>)\n5 F (o)\n7 a (type: <no information>)\n"},
-        {"<error value=\"e\">\n<info value=\"i\"/>\n</error>\n<warning value=\"w\"></warning>\n", "3 e +\n  2 i\n10 w\n"},
-        {"", ""},
-    };
-    for (const Case& c : cases) {
+    // Cases of the expected output: the log's body, "--", its outline, "==".
+    const std::string all = testsupport::expectedText("viewer/elements.txt");
+    for (size_t at = 0, end; (end = all.find("==\n", at)) != std::string::npos; at = end + 3) {
+        const std::string body = all.substr(at, all.find("--\n", at) - at);
+        const std::string outline = all.substr(at + body.size() + 3, end - at - body.size() - 3);
         for (const char* lineEnd : {"\r\n", "\n"}) {
-            std::string path = writeLogFile("elements.tlg", c.body, true, lineEnd);
+            std::string path = writeLogFile("elements.tlg", body, true, lineEnd);
             RecordingSink sink;
             const int32_t longest = tarv::parseLogFile(path, sink);
-            EXPECT_EQ(longest, longestText(sink)) << c.body;
-            EXPECT_EQ(sink.outline(), c.outline) << c.body;
-            EXPECT_TRUE(sink.messages.empty() && sink.progress.empty()) << c.body;
+            EXPECT_EQ(longest, longestText(sink)) << body;
+            EXPECT_EQ(sink.outline(), outline) << body;
+            EXPECT_TRUE(sink.messages.empty() && sink.progress.empty()) << body;
         }
     }
 }
@@ -212,4 +194,93 @@ TEST(LogReaderRobustness, DamagedLogsNeverBreakTheReader)
     EXPECT_GT(failures, 300);
     DeleteFileA(path.c_str());
     DeleteFileA(original.c_str());
+}
+
+// tarvlog.exe: its exit codes and what it says by log and options, what it says of a log that
+// cannot be read whole, and its JSON and JUnit documents against expected outputs.
+namespace {
+
+// Two top-level calls; the second calls back into a material, where a warning and an error stand,
+// and fails itself with the same error text as the one inside.
+const char kBreaches[] =
+    "<info value=\"TARV Logging started\"/>\n"
+    "<func name=\"ICapeUtilities::Initialize\" direc=\"in\" object=\"Pkg\">\n"
+    "</func>\n"
+    "<func name=\"ICapeThermoPropertyRoutine::CalcSinglePhaseProp\" direc=\"in\" object=\"Pkg\">\n"
+    " <arg name=\"phaseLabel\" direc=\"in\" type=\"string\">\n  <argval value=\"&quot;Vapor&quot;\"/>\n </arg>\n"
+    " <func name=\"ICapeThermoMaterial::GetOverallProp\" direc=\"out\" object=\"Stream 1\">\n"
+    "  <warning value=\"empty phase label\"/>\n"
+    "  <error value=\"ECapeBadArgument: bad basis\"/>\n"
+    " </func>\n"
+    " <error value=\"ECapeBadArgument: bad basis\"/>\n"
+    "</func>\n"
+    "<warning value=\"late release\"/>\n";
+
+DWORD tarvlog(const std::string& arguments, std::string& out)
+{
+    return testsupport::runCaptured(tarv::toWide(std::getenv("TARV64_TARVLOG")), tarv::toWide(arguments), out);
+}
+
+// `text` with the log's path, as written there, shown as "LOG".
+std::string withLog(std::string text, const std::string& path)
+{
+    for (size_t at; (at = text.find(path)) != std::string::npos;) text.replace(at, path.size(), "LOG");
+    return text;
+}
+
+} // namespace
+
+TEST(Tarvlog, ExitCodesJsonAndJunitAsCiReadsThem)
+{
+    const std::string log = writeLogFile("check-cli.tlg", kBreaches);
+    const std::string warningsOnly = writeLogFile("check-warn.tlg", "<warning value=\"w\"/>\n");
+    // A log written by CallLog, and the same cut where a process that died would have left it.
+    const std::string whole = viewertest::tempPath("check-whole.tlg"), cut = viewertest::tempPath("check-cut.tlg");
+    viewertest::writeSampleLog(whole, 20);
+    const std::string bytes = testsupport::readFile(whole);
+    viewertest::writeFile(cut, bytes.substr(0, bytes.size() / 2));
+    const std::string nothing = viewertest::tempPath("check-nothing.tlg"), foreign = viewertest::tempPath("check-foreign.tlg");
+    viewertest::writeFile(nothing, "");
+    viewertest::writeFile(foreign, "<?xml version=\"1.0\"?>\n<html><body/></html>\n");
+    const std::string locked = writeLogFile("check-locked.tlg", "");
+    HANDLE writer = CreateFileA(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    struct Case {
+        std::string arguments;
+        DWORD exitCode;
+        const char* printed;
+    } cases[] = {
+        {"summary \"" + log + "\"", 0, "ICapeThermoMaterial::GetOverallProp"},
+        {"check \"" + log + "\"", 1, "verdict: FAILED, 2 failing records"},
+        {"check \"" + log + "\" --ignore \"bad basis$\"", 0, ""},
+        {"check \"" + log + "\" --ignore \"^ECapeBadArgument\"", 0, ""},
+        {"check \"" + log + "\" --ignore \"bad basis$\" --warnings-fail", 1, ""},
+        {"check \"" + log + "\" --ignore \"(\"", 2, ""},
+        {"check \"" + log + "\" --format yaml", 2, ""},
+        {"check \"" + writeLogFile("check-clean.tlg", "<func name=\"A::B\" direc=\"in\" object=\"x\">\n</func>\n") + "\"", 0, ""},
+        {"check \"" + warningsOnly + "\"", 0, ""},
+        {"check \"" + warningsOnly + "\" --warnings-fail", 1, ""},
+        {"check \"" + whole + "\"", 1, "verdict: FAILED, 20 failing records"},
+        {"check \"" + cut + "\"", 2, "problem: the log is cut off at line "},
+        {"check \"" + viewertest::tempPath("check-none.tlg") + "\"", 2, "problem: no such file"},
+        {"check \"" + locked + "\"", 2, "problem: cannot be opened ("},
+        {"check \"" + writeLogFile("check-unclosed.tlg", "", false) + "\"", 2, "problem: the log is cut off"},
+        {"check \"" + nothing + "\"", 2, "problem: no XML document could be read from it"},
+        {"check \"" + foreign + "\"", 2, "problem: not a TARV64 call log: its outermost element is <html>"},
+        {"check \"" + writeLogFile("check-damaged.tlg", "<info value=\"a\"/>\n<info value=\"b\"></inf>\n") + "\"", 2,
+         "problem: the log is damaged"},
+    };
+    std::string out;
+    for (const Case& c : cases) {
+        EXPECT_EQ(tarvlog(c.arguments, out), c.exitCode) << c.arguments << "\n" << out;
+        EXPECT_NE(out.find(c.printed), std::string::npos) << c.arguments << "\n" << out;
+    }
+    CloseHandle(writer);
+
+    ASSERT_EQ(tarvlog("check \"" + log + "\" --format json", out), 1u) << out;
+    std::string escaped;
+    for (char ch : log) escaped += ch == '\\' ? std::string("\\\\") : std::string(1, ch);
+    EXPECT_EQ(withLog(out, escaped), testsupport::expectedText("viewer/check.json"));
+    const std::string junit = viewertest::tempPath("check-junit.xml");
+    ASSERT_EQ(tarvlog("check \"" + log + "\" --format junit --warnings-fail --output \"" + junit + "\"", out), 1u) << out;
+    EXPECT_EQ(withLog(testsupport::readFile(junit), log), testsupport::expectedText("viewer/check_junit.xml"));
 }
