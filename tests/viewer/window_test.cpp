@@ -306,6 +306,7 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndItsDialogRefusesAnEmpt
 TEST_F(ViewerWindow, AFileThatCannotBeReadLeavesAnEmptyWindowTitledByTheNameAfterTheLastBackslash)
 {
     const std::pair<const char*, const char*> cases[] = {{"C:\\no such folder\\gone.tlg", "Log file gone.tlg:"},
+                                                         {"gone.tlg", "Log file gone.tlg:"},
                                                          {"\\gone.tlg", "Log file \\gone.tlg:"}};
     for (auto [path, title] : cases) {
         DialogAnswerer error("File error:", IDOK);
