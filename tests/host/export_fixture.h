@@ -3,12 +3,19 @@
 // objects created out of process, and what the server left behind.
 #include "com/bstr.h"
 #include "com/com_ptr.h"
+#include "com/variant.h"
 #include "packages/package_store.h"
 #include "support/log_capture.h"
+#include "support/process.h"
 #include "tarvlib.h"
+
+#include <windows.h>
+#include <shlobj.h>
+#include <tlhelp32.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -25,32 +32,118 @@ struct ManagerErrors {
 
 class ExportTest : public testing::Test {
 protected:
-    void SetUp() override;
-    void TearDown() override;
+    void SetUp() override
+    {
+        // A server still ending from the previous test would race with the next activation.
+        ASSERT_TRUE(waitForServerExit());
+        RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\TARV");
+        tarv::ServerOptions options;
+        options.autoLogLocation = 1;
+        options.promptOpenLog = 0;
+        tarv::saveOptions(options);
+        for (const std::string& log : logFiles()) DeleteFileA(log.c_str());
+        tarv::exportedPackages().clear();
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(waitForServerExit()) << "the server outlived the test";
+        tarv::exportedPackages().clear();
+        RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\TARV");
+    }
 
     // A record of the store, saved at once; logging on uses the automatic log location.
     static void addRecord(const CLSID& clsid, tarv::PackageKind kind, const wchar_t* packageName,
-                          const wchar_t* displayName, bool logging = false);
-    static std::vector<std::wstring> storedNames();
+                          const wchar_t* displayName, bool logging = false)
+    {
+        auto record = std::make_unique<tarv::ExportedPackage>();
+        *record = {clsid, kind, packageName, displayName, logging ? 1 : 0};
+        tarv::exportedPackages().push_back(std::move(record));
+        tarv::savePackages();
+    }
+    static std::vector<std::wstring> storedNames()
+    {
+        std::vector<std::wstring> names;
+        for (const auto& p : tarv::exportedPackages()) names.push_back(p->displayName);
+        return names;
+    }
 
     template <class I>
     static tarv::ComPtr<I> create(const CLSID& clsid)
     {
         tarv::ComPtr<I> object;
-        HRESULT hr = CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, __uuidof(I), object.putVoid());
-        EXPECT_EQ(hr, S_OK);
+        EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, __uuidof(I), object.putVoid()), S_OK);
         return object;
     }
 
-    static ManagerErrors managerErrors(IUnknown* manager);
-    static std::wstring componentName(IUnknown* object);
+    // What a manager's CAPE-OPEN error interfaces say about its last failure.
+    static ManagerErrors managerErrors(IUnknown* manager)
+    {
+        ManagerErrors e;
+        tarv::ComPtr<ECapeUser> user;
+        tarv::ComPtr<ECapeRoot> root;
+        if (FAILED(manager->QueryInterface(IID_ECapeUser, user.putVoid())) ||
+            FAILED(manager->QueryInterface(IID_ECapeRoot, root.putVoid())))
+            return e;
+        tarv::Bstr text;
+        user->get_code(&e.code);
+        const std::pair<HRESULT (STDMETHODCALLTYPE ECapeUser::*)(BSTR*), std::wstring*> texts[] = {
+            {&ECapeUser::get_description, &e.description}, {&ECapeUser::get_scope, &e.scope},
+            {&ECapeUser::get_interfaceName, &e.interfaceName}, {&ECapeUser::get_operation, &e.operation},
+            {&ECapeUser::get_moreInfo, &e.moreInfo}};
+        for (auto [get, out] : texts)
+            if (SUCCEEDED((user.get()->*get)(text.put()))) *out = text.wide();
+        if (SUCCEEDED(root->get_name(text.put()))) e.name = text.wide();
+        return e;
+    }
+    static std::wstring componentName(IUnknown* object)
+    {
+        tarv::ComPtr<ICapeIdentification> id;
+        tarv::Bstr name;
+        if (SUCCEEDED(object->QueryInterface(IID_ICapeIdentification, id.putVoid()))) id->get_ComponentName(name.put());
+        return name.wide();
+    }
 
-    static bool serverRunning();
-    static bool waitForServerExit(DWORD milliseconds = 10000);
+    // What the liar package reads inside the server when asked for phase info on kit::kLieLocks
+    // (the server's locks) or kit::kLieLiveObjects (the components' live objects).
+    static LONG probe(ICapeThermoPhases* phases, const wchar_t* what)
+    {
+        tarv::Variant value;
+        EXPECT_EQ(phases->GetPhaseInfo(tarv::Bstr(what).get(), tarv::Bstr(L"").get(), value.put()), S_OK);
+        return value.get().vt == VT_I4 ? value.get().lVal : -1;
+    }
+
+    static bool waitForServerExit(DWORD milliseconds = 10000)
+    {
+        for (DWORD waited = 0;; waited += 50, Sleep(50)) {
+            HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
+            PROCESSENTRY32 entry{};
+            entry.dwSize = sizeof entry;
+            bool running = false;
+            for (BOOL more = Process32First(snapshot, &entry); more && !running; more = Process32Next(snapshot, &entry))
+                running = lstrcmpiA(entry.szExeFile, "TARV64.exe") == 0;
+            CloseHandle(snapshot);
+            if (!running || waited >= milliseconds) return !running;
+        }
+    }
 
     // The log files in the automatic location, oldest first (read with testsupport::readLog).
-    static std::vector<std::string> logFiles();
-    static std::string logFolder();
+    static std::vector<std::string> logFiles()
+    {
+        char desktop[MAX_PATH];
+        SHGetSpecialFolderPathA(nullptr, desktop, CSIDL_DESKTOPDIRECTORY, FALSE);
+        const std::string folder = std::string(desktop) + "\\TARV logs\\";
+        std::vector<std::pair<ULONGLONG, std::string>> found;
+        WIN32_FIND_DATAA data;
+        HANDLE h = FindFirstFileA((folder + "*.tlg").c_str(), &data);
+        for (BOOL more = h != INVALID_HANDLE_VALUE; more; more = FindNextFileA(h, &data))
+            found.push_back({ULARGE_INTEGER{{data.ftLastWriteTime.dwLowDateTime, data.ftLastWriteTime.dwHighDateTime}}.QuadPart,
+                             folder + data.cFileName});
+        if (h != INVALID_HANDLE_VALUE) FindClose(h);
+        std::sort(found.begin(), found.end());
+        std::vector<std::string> paths;
+        for (auto& f : found) paths.push_back(f.second);
+        return paths;
+    }
 };
 
 } // namespace testsupport

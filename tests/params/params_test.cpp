@@ -1,7 +1,7 @@
-// The parameter proxies read through their logs, over scripted kit parameters: what a collection
-// hands out, a parameter's read-only record and the mode asked at its making, a spec
-// whose foreign object lacks some of the six interfaces, the items of an array spec
-// replaced in place, and the collection an exposed object's get_parameters hands out.
+// The parameter, spec and collection proxies and the reaction proxies over scripted kit objects,
+// read through their logs: every method both ways, what a collection hands out, the mode asked at
+// a parameter's making, a spec lacking some interfaces, an array spec's items replaced in place,
+// the null material in each class's wording, the electrolyte tear-offs, partial reaction objects.
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/parameters.h"
@@ -9,44 +9,38 @@
 #include "params/parameter.h"
 #include "params/parameter_collection.h"
 #include "params/parameter_spec.h"
+#include "params/reaction_object.h"
+#include "params/reaction_package.h"
 #include "support/log_capture.h"
 #include "support/proxy_harness.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
 #include <set>
 
 using kit::Object;
+using tarv::Bstr;
 using tarv::ComPtr;
 using tarv::Variant;
 using testsupport::LogCapture;
 using testsupport::NoLeaks;
 
 namespace {
+const std::vector<IID> kSpecInterfaces = {IID_ICapeArrayParameterSpec, IID_ICapeBooleanParameterSpec,
+                                          IID_ICapeIntegerParameterSpec, IID_ICapeOptionParameterSpec,
+                                          IID_ICapeParameterSpec, IID_ICapeRealParameterSpec};
+
+ComPtr<Object> fullSpec()
+{
+    std::vector<IID> all = kSpecInterfaces;
+    all.push_back(IID_ICapeIdentification);
+    auto spec = Object::create(all, L"Spec");
+    kit::giveItems(*spec.get(), {kit::makeSpec(CAPE_REAL, L"Item 1"), kit::makeSpec(CAPE_INT, L"Item 2")}, {2});
+    return spec;
+}
 
 IDispatch* const kUntouched = reinterpret_cast<IDispatch*>(0x5A5A5A5A);
-
-// An address as the log writes it.
-std::string address(const void* p)
-{
-    char text[32];
-    std::snprintf(text, sizeof text, "0x%016llX", static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(p)));
-    return text;
-}
-
-// The foreign object behind one of the server's proxies (the reference goes at once: the kit
-// object outlives the check); null for anything else.
-IUnknown* original(IUnknown* proxy)
-{
-    ComPtr<IOriginalObject64> o;
-    if (FAILED(proxy->QueryInterface(IID_IOriginalObject64, o.putVoid()))) return nullptr;
-    ComPtr<IUnknown> foreign;
-    o->GetOriginalObject(foreign.put());
-    return foreign.get();
-}
 
 std::vector<std::string> childNames(const tarv::ExposedObjectBase* owner)
 {
@@ -64,7 +58,85 @@ struct Package {
     {}
 };
 
+const std::vector<IID> kPackageInterfaces = {IID_ICapeReactionChemistry, IID_ICapeReactionsRoutine,
+                                             IID_ICapeKineticReactionContext, IID_ICapeElectrolyteReactionContext,
+                                             IID_ICapeThermoMaterialContext, IID_ICapeThermoContext10,
+                                             IID_ICapeIdentification};
+
+// The class's destruction keeps the foreign references: what the owner's final release does.
+void empty(IDispatch* proxy)
+{
+    dynamic_cast<tarv::CapeOpenBase*>(proxy)->releaseInterfaces();
+}
+
+// A reaction package or reaction object proxy over `real`, emptied before it goes.
+struct Made {
+    ComPtr<IDispatch> proxy;
+    ~Made()
+    {
+        if (proxy) empty(proxy.get());
+    }
+    template <class I>
+    ComPtr<I> as() const
+    {
+        return proxy.query<I>();
+    }
+};
+
+enum class Class { Package, ReactionObject };
+
+Made make(Class c, Object* real, tarv::CallLog* log)
+{
+    if (c == Class::Package) return {testsupport::expose<tarv::CReactionPackage10>(real, log, "Package").dispatch};
+    return {tarv::createReactionObjectProxy(real->ptr<IDispatch>(), log, nullptr, 0)};
+}
+
 } // namespace
+
+TEST(Dispatch, EveryMethodLogsTheSameWhetherCalledThroughItsVtableOrByName)
+{
+    std::vector<testsupport::ProxiedInterfaces> classes = {
+        {"Parameter collection", {IID_ICapeCollection},
+         [] { return kit::makeCollection({kit::makeParameter(kit::makeSpec(CAPE_REAL))}); },
+         [](IUnknown* foreign, tarv::CallLog* log) {
+             ComPtr<IDispatch> collection;
+             foreign->QueryInterface(IID_IDispatch, collection.putVoid());
+             return tarv::createParameterCollectionProxy(collection.get(), log, nullptr, 1, 1);
+         }},
+        {"Parameter", {IID_ICapeParameter}, [] { return kit::makeParameter(fullSpec()); },
+         [](IUnknown* foreign, tarv::CallLog* log) { return tarv::createParameterProxy(foreign, log, nullptr, 1, 1); }},
+        {"Parameter Spec", kSpecInterfaces, fullSpec,
+         [](IUnknown* foreign, tarv::CallLog* log) { return tarv::createParameterSpecProxy(foreign, log, nullptr, 1, 1); }},
+    };
+    const std::vector<IID> chemistry = {IID_ICapeReactionChemistry, IID_ICapeReactionsRoutine,
+                                        IID_ICapeThermoMaterialContext, IID_ICapeThermoContext10};
+    std::vector<IID> package = chemistry, reactionObject = chemistry;
+    package.insert(package.end(), {IID_ICapeKineticReactionContext, IID_ICapeElectrolyteReactionContext});
+    reactionObject.push_back(IID_ICapeReactionProperties);
+    auto kitOf = [](std::vector<IID> interfaces) {
+        interfaces.push_back(IID_ICapeIdentification);
+        return [interfaces] { return Object::create(interfaces, L"Reactions"); };
+    };
+    const std::map<std::string, std::string> renamed = {
+        {"ICapeThermoContext10::SetMaterial", "ICapeThermoMaterialContext(v1.0)::SetMaterial"}};
+    classes.insert(classes.end(), {
+        {"Reaction package", package, kitOf(package),
+         [](IUnknown* foreign, tarv::CallLog* log) {
+             return testsupport::expose<tarv::CReactionPackage10>(static_cast<Object*>(foreign), log, "Package").dispatch;
+         },
+         renamed, empty},
+        {"Reaction object", reactionObject, kitOf(reactionObject),
+         [](IUnknown* foreign, tarv::CallLog* log) {
+             ComPtr<IDispatch> object;
+             foreign->QueryInterface(IID_IDispatch, object.putVoid());
+             return tarv::createReactionObjectProxy(object.get(), log, nullptr, 0);
+         },
+         renamed, empty},
+    });
+    // The collection 2, the parameter 8, the six spec interfaces 20; for both reaction classes the
+    // chemistry 12, the routine 1, the thermo contexts 3, and the reaction contexts or properties 2.
+    EXPECT_EQ(testsupport::checkEveryMethodBothWays(classes), 2 + 8 + 20 + 2 * (12 + 1 + 3 + 2));
+}
 
 TEST(ParameterCollection, EachItemComesBackAsANewProxyLoggedAsReceived)
 {
@@ -96,8 +168,8 @@ TEST(ParameterCollection, EachItemComesBackAsANewProxyLoggedAsReceived)
         // a failure leaves the caller's location alone.
         ASSERT_TRUE(first && second);
         EXPECT_NE(first.get(), second.get());
-        EXPECT_EQ(original(first.get()), static_cast<IUnknown*>(parameter->ptr<ICapeParameter>()));
-        EXPECT_EQ(original(second.get()), original(first.get()));
+        EXPECT_EQ(testsupport::originalOf(first.get()), static_cast<IUnknown*>(parameter->ptr<ICapeParameter>()));
+        EXPECT_EQ(testsupport::originalOf(second.get()), testsupport::originalOf(first.get()));
         EXPECT_FALSE(none);
         EXPECT_EQ(failed, kUntouched);
         EXPECT_EQ(count, 2);
@@ -105,46 +177,7 @@ TEST(ParameterCollection, EachItemComesBackAsANewProxyLoggedAsReceived)
         EXPECT_EQ(childNames(package.exposed.exposed),
                   (std::vector<std::string>{"Parameters", "Pressure drop", "Pressure drop", "Odd"}));
     }
-    EXPECT_EQ(testsupport::withoutAddresses(capture.records()), R"(<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="1"/>
- </arg>
- <arg name="Item" direc="out" type="interface">
-  <argval value="interface to object &quot;Pressure drop&quot;"/>
- </arg>
-</func>
-<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_BSTR">
-  <argval value="&quot;1&quot;"/>
- </arg>
- <arg name="Item" direc="out" type="interface">
-  <argval value="interface to object &quot;Pressure drop&quot;"/>
- </arg>
-</func>
-<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="2"/>
- </arg>
- <arg name="Item" direc="out" type="interface">
-  <argval value="NULL"/>
- </arg>
-</func>
-<func name="ICapeCollection::Item" direc="in" object="Parameters">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="3"/>
- </arg>
- <error value="E_INVALIDARG: Invalid parameter."/>
-</func>
-<func name="ICapeCollection::Count" direc="in" object="Parameters">
- <arg name="itemsCount" direc="out" type="long">
-  <argval value="2"/>
- </arg>
-</func>
-<func name="ICapeCollection::Count" direc="in" object="Odd">
- <warning value="Interface not exposed by object"/>
-</func>
-</tarvlogdocument>
-)");
+    EXPECT_EQ(testsupport::withoutAddresses(capture.records()), testsupport::expectedText("params/collection_items.log"));
 }
 
 TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
@@ -153,24 +186,13 @@ TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
         int readOnly;
         CapeParamMode mode;
         bool asked;   // the making queried ICapeParameter and called get_Mode
-        const char* putValueRecord;
+        std::string putValueRecord;
     };
-    const char* const writable = R"(<func name="ICapeParameter::put_value" direc="in" object="Reflux ratio">
- <arg name="value" direc="in" type="VT_R8">
-  <argval value="2.5"/>
- </arg>
-</func>
-)";
+    const std::string writable = testsupport::expectedText("params/put_value.log");
     const Row rows[] = {
         {0, CAPE_INPUT, true, writable},
         {0, CAPE_OUTPUT, true, writable},
-        {1, CAPE_OUTPUT, false, R"(<func name="ICapeParameter::put_value" direc="in" object="Reflux ratio">
- <error value="This object should be considered read-only"/>
- <arg name="value" direc="in" type="VT_R8">
-  <argval value="2.5"/>
- </arg>
-</func>
-)"},
+        {1, CAPE_OUTPUT, false, testsupport::expectedText("params/put_value_read_only.log")},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(testing::Message() << "readOnly " << row.readOnly << ", mode " << row.mode);
@@ -192,59 +214,6 @@ TEST(Parameter, ItsMakingAsksTheModeOfAWritableParameterAndNeverChangesTheFlag)
             EXPECT_EQ(now.get().dblVal, 2.5);
             EXPECT_EQ(capture.records().substr(beforeCall.size()), row.putValueRecord);
             EXPECT_EQ(beforeCall.find("get_Mode"), std::string::npos) << "the mode asked at the making is not logged";
-        }
-    }
-}
-
-TEST(Parameter, TheParameterSpecIsLoggedAsTheParameterGaveItAndHandedOutAsANewProxy)
-{
-    auto spec = kit::makeSpec(CAPE_INT, L"Stages spec");
-    struct Row {
-        ComPtr<Object> spec;
-        const char* logged;
-    };
-    const Row rows[] = {
-        {spec, R"(<func name="ICapeParameter::get_Specification" direc="in" object="Stages">
- <arg name="spec" direc="out" type="interface">
-  <argval value="interface to object &quot;Stages spec&quot;"/>
- </arg>
-</func>
-)"},
-        {nullptr, R"(<func name="ICapeParameter::get_Specification" direc="in" object="Stages">
- <arg name="spec" direc="out" type="interface">
-  <argval value="NULL"/>
- </arg>
-</func>
-)"},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.spec ? "a specification" : "none");
-        auto parameter = kit::makeParameter(row.spec, CAPE_INPUT, L"Stages");
-        LogCapture capture;
-        {
-            NoLeaks leaks{parameter.get(), spec.get()};
-            Package package(capture.log());
-            auto proxy = tarv::createParameterProxy(parameter->ptr<ICapeParameter>(), capture.log(),
-                                                    package.exposed.exposed, 1, 0)
-                             .query<ICapeParameter>();
-            const std::string made = capture.records();
-            ComPtr<IDispatch> first, second;
-            EXPECT_EQ(proxy->get_Specification(first.put()), S_OK);
-            const std::string record = capture.records().substr(made.size());
-            EXPECT_EQ(proxy->get_Specification(second.put()), S_OK);
-            if (row.spec) {
-                IUnknown* raw = row.spec->ptr<ICapeParameterSpec>();
-                EXPECT_NE(record.find("(address " + address(raw) + ")"), std::string::npos) << record;
-                EXPECT_EQ(original(first.get()), raw);
-                EXPECT_EQ(original(second.get()), raw);
-                EXPECT_NE(first.get(), second.get());
-                EXPECT_EQ(childNames(package.exposed.exposed),
-                          (std::vector<std::string>{"Stages", "Stages spec", "Stages spec"}));
-            } else {
-                EXPECT_FALSE(first || second);
-                EXPECT_EQ(childNames(package.exposed.exposed), std::vector<std::string>{"Stages"});
-            }
-            EXPECT_EQ(testsupport::withoutAddresses(record), row.logged);
         }
     }
 }
@@ -289,28 +258,7 @@ TEST(ParameterSpec, AMissingInterfaceRefusesItsMethodsAloneAndTheBoundariesAreTh
         EXPECT_EQ(std::count(queries.begin(), queries.end(), IID_ICapeRealParameterSpec), 1);
         EXPECT_EQ(std::count(queries.begin(), queries.end(), IID_ICapeParameterSpec), 1);
         EXPECT_EQ(spec->callCount("ECapeBoundaries::get_UpperBound"), 0u);
-        EXPECT_EQ(capture.records().substr(queried.size()), R"(<func name="ICapeParameterSpec::get_Type" direc="in" object="Temperature spec">
- <arg name="Type" direc="out" type="CapeParamType">
-  <argval value="CAPE_REAL"/>
- </arg>
-</func>
-<func name="ICapeRealParameterSpec::get_LowerBound" direc="in" object="Temperature spec">
- <arg name="lBound" direc="out" type="double">
-  <argval value="200"/>
- </arg>
-</func>
-<func name="ICapeOptionParameterSpec::get_OptionList" direc="in" object="Temperature spec">
- <warning value="Interface not exposed by object"/>
-</func>
-<func name="ICapeRealParameterSpec::get_UpperBound" direc="in" object="Temperature spec">
- <arg name="uBound" direc="out" type="double">
-  <argval value="600"/>
- </arg>
-</func>
-<func name="ICapeOptionParameterSpec::get_RestrictedToList" direc="in" object="Temperature spec">
- <warning value="Interface not exposed by object"/>
-</func>
-)");
+        EXPECT_EQ(capture.records().substr(queried.size()), testsupport::expectedText("params/missing_interface.log"));
     }
 }
 
@@ -375,7 +323,7 @@ TEST(ParameterSpec, ItemsSpecificationsAreReplacedInPlaceFirstIndexFastest)
                 for (const ComPtr<Object>& item : items) {
                     ComPtr<IDispatch> element;
                     SafeArrayGetElement(specs.get().parray, index.data(), element.put());
-                    EXPECT_EQ(original(element.get()), static_cast<IUnknown*>(item->ptr<ICapeParameterSpec>()));
+                    EXPECT_EQ(testsupport::originalOf(element.get()), static_cast<IUnknown*>(item->ptr<ICapeParameterSpec>()));
                     EXPECT_EQ(static_cast<tarv::CParameterSpec*>(element.query<ICapeParameterSpec>().get())->readOnly(), 1);
                     proxies.insert(element.get());
                     expectedChildren.push_back(tarv::toNarrow(item->name()));
@@ -389,41 +337,117 @@ TEST(ParameterSpec, ItemsSpecificationsAreReplacedInPlaceFirstIndexFastest)
     }
 }
 
-TEST(ExposedObject, GetParametersWrapsWithALogAndPassesTheCollectionRawWithout)
+TEST(ReactionProxies, ANullMaterialIsReportedInEachClassesWordingAndForwarded)
 {
-    tarv::registerParameterProxyFactories();
     struct Row {
-        bool logged;
-        HRESULT foreignResult;
+        Class cls;
+        bool byReference;   // the 1.0 context: no report
+        const char* error;
+    } rows[] = {
+        {Class::Package, false, "Cannot pass NULL to SetMaterial; use UnsetMaterial instead"},
+        {Class::ReactionObject, false, "Cannot pass NULL pointer to SetMaterial; use UnsetMaterial instead"},
+        {Class::Package, true, nullptr},
+        {Class::ReactionObject, true, nullptr},
     };
-    const Row rows[] = {{true, S_OK}, {false, S_OK}, {true, E_FAIL}, {false, E_FAIL}};
     for (const Row& row : rows) {
-        SCOPED_TRACE(testing::Message() << (row.logged ? "logged, " : "unlogged, ") << std::hex << row.foreignResult);
-        auto collection = kit::makeCollection({}, L"Settings");
-        ComPtr<Object> real = Object::create<ICapeUtilities, ICapeIdentification>(L"Real package");
-        IDispatch* raw = collection->ptr<ICapeCollection>();
-        real->on(&ICapeUtilities::get_parameters, [raw, hr = row.foreignResult](IDispatch** out) {
-            raw->AddRef();
-            *out = raw;   // also on failure, as careless components do
-            return hr;
-        });
+        SCOPED_TRACE(static_cast<int>(row.cls) * 2 + row.byReference);
+        auto real = Object::create(kPackageInterfaces, L"Real");
+        IDispatch* received = kUntouched;
+        real->on(&ICapeThermoMaterialContext::SetMaterial, [&](IDispatch* m) { received = m; });
+        real->on(&ICapeThermoContext10::SetMaterial, [&](IDispatch** m) { received = *m; });
         LogCapture capture;
         {
-            NoLeaks leaks{collection.get()};
-            auto exposed = testsupport::expose<tarv::CPropertyPackage11>(real.get(), row.logged ? capture.log() : nullptr,
-                                                                         "Package");
-            ComPtr<IDispatch> parameters;
-            EXPECT_EQ(exposed.dispatch.query<ICapeUtilities>()->get_parameters(parameters.put()), row.foreignResult);
-            if (!row.logged) {
-                EXPECT_EQ(parameters.get(), raw) << "without a log the foreign answer goes through as it is";
-            } else if (FAILED(row.foreignResult)) {
-                EXPECT_FALSE(parameters);
-            } else {
-                EXPECT_NE(parameters.get(), raw);
-                EXPECT_EQ(original(parameters.get()), static_cast<IUnknown*>(raw));
-                EXPECT_EQ(childNames(exposed.exposed), std::vector<std::string>{"Settings"});
-                EXPECT_NE(capture.records().find("interface to object &quot;Settings&quot;"), std::string::npos);
-            }
+            NoLeaks leaks{real.get()};
+            Made made = make(row.cls, real.get(), capture.log());
+            IDispatch* none = nullptr;
+            EXPECT_EQ(row.byReference ? made.as<ICapeThermoContext10>()->SetMaterial(&none)
+                                      : made.as<ICapeThermoMaterialContext>()->SetMaterial(nullptr),
+                      S_OK);
+        }
+        EXPECT_EQ(received, nullptr);
+        const std::string records = capture.records();
+        EXPECT_NE(records.find(row.byReference ? "ICapeThermoMaterialContext(v1.0)::SetMaterial"
+                                               : "ICapeThermoMaterialContext::SetMaterial"),
+                  std::string::npos);
+        EXPECT_EQ(testsupport::occurrences(records, "<error "), row.error ? 1u : 0u) << records;
+        if (row.error) {
+            EXPECT_NE(records.find(std::string("<error value=\"") + row.error + "\"/>"), std::string::npos);
         }
     }
+}
+
+TEST(ReactionProxies, EachElectrolyteQueryMakesATearOffThatSharesThePackagesInterface)
+{
+    auto real = Object::create(kPackageInterfaces, L"Real");
+    auto reactions = Object::create<ICapeReactionProperties, ICapeIdentification>(L"Reactions");
+    std::vector<IUnknown*> received;
+    real->on(&ICapeElectrolyteReactionContext::SetReactionObject, [&](IDispatch** r) { received.push_back(testsupport::originalOf(*r)); });
+    LogCapture capture;
+    {
+        NoLeaks leaks{real.get(), reactions.get()};
+        Made package = make(Class::Package, real.get(), capture.log());
+        auto first = package.as<ICapeElectrolyteReactionContext>();
+        auto second = package.as<ICapeElectrolyteReactionContext>();
+        ASSERT_TRUE(first && second);
+        EXPECT_NE(first.get(), second.get());
+        // Every query goes to the package: the tear-off's own interface is another tear-off.
+        auto third = first.query<ICapeElectrolyteReactionContext>();
+        EXPECT_NE(third.get(), first.get());
+        EXPECT_EQ(first.query<IUnknown>().get(), package.proxy.query<IUnknown>().get());
+        auto fetches = [&] {
+            return std::count(real->queries().begin(), real->queries().end(), IID_ICapeElectrolyteReactionContext);
+        };
+        const auto before = fetches();
+        IDispatch* object = reactions->ptr<IDispatch>();
+        EXPECT_EQ(first->SetReactionObject(&object), S_OK);
+        EXPECT_EQ(second->SetReactionObject(&object), S_OK);
+        EXPECT_EQ(fetches() - before, 1);
+    }
+    IUnknown* given = reactions->ptr<IDispatch>();
+    EXPECT_EQ(received, (std::vector<IUnknown*>{given, given}));
+    EXPECT_EQ(testsupport::occurrences(capture.records(),
+                                       "<func name=\"ICapeElectrolyteReactionContext::SetReactionObject\" direc=\"in\" "
+                                       "object=\"Package\">"),
+              2u);
+}
+
+// A reaction object lacking one of its interfaces answers the other; its parameter collections
+// come wrapped, and the calls on them are the component's, so they go out.
+TEST(ReactionProxies, AReactionObjectAnswersWhatItHasAndItsParametersComeWrapped)
+{
+    auto chemistryOnly = Object::create<ICapeReactionChemistry, ICapeIdentification>(L"Chemistry only");
+    auto propertiesOnly = Object::create<ICapeReactionProperties, ICapeIdentification>(L"Properties only");
+    auto collection = kit::makeCollection({});
+    chemistryOnly->returns(&ICapeReactionChemistry::GetNumberOfReactions, 2);
+    chemistryOnly->returns(&ICapeReactionChemistry::GetReactionParameters, collection->ptr<IDispatch>());
+    LogCapture capture;
+    {
+        NoLeaks leaks{chemistryOnly.get(), propertiesOnly.get(), collection.get()};
+        Made chemistry = make(Class::ReactionObject, chemistryOnly.get(), capture.log());
+        Made properties = make(Class::ReactionObject, propertiesOnly.get(), capture.log());
+        LONG n = 0;
+        EXPECT_EQ(chemistry.as<ICapeReactionChemistry>()->GetNumberOfReactions(&n), S_OK);
+        EXPECT_EQ(n, 2);
+        EXPECT_FALSE(chemistry.as<ICapeReactionProperties>());
+        // Called on the proxy itself, as a component holding the class would.
+        tarv::Variant values;
+        EXPECT_EQ(dynamic_cast<tarv::CReactionObject*>(chemistry.proxy.get())
+                      ->GetReactionProp(Bstr(L"reactionRate").get(), Bstr(L"Vapor").get(), tarv::makeStringArray({L"R1"}).get(),
+                                        Bstr(L"mole").get(), values.ptr()),
+                  E_NOINTERFACE);
+        ComPtr<IDispatch> none, parameters;
+        EXPECT_EQ(dynamic_cast<tarv::CReactionObject*>(properties.proxy.get())->GetReactionParameters(Bstr(L"R0").get(), none.put()),
+                  E_NOINTERFACE);
+        ASSERT_EQ(chemistry.as<ICapeReactionChemistry>()->GetReactionParameters(Bstr(L"R1").get(), parameters.put()), S_OK);
+        EXPECT_EQ(testsupport::originalOf(parameters.get()), static_cast<IUnknown*>(collection->ptr<IDispatch>()));
+        LONG count = -1;
+        EXPECT_EQ(parameters.query<ICapeCollection>()->Count(&count), S_OK);
+    }
+    const std::string records = capture.records();
+    EXPECT_NE(records.find("<func name=\"ICapeReactionChemistry::GetNumberOfReactions\" direc=\"out\""), std::string::npos);
+    EXPECT_NE(records.find("<warning value=\"Interface not exposed by object\"/>"), std::string::npos) << records;
+    EXPECT_EQ(records.find("propVals"), std::string::npos);
+    EXPECT_EQ(records.find("R0"), std::string::npos) << "no reaction id without the chemistry";
+    EXPECT_NE(records.find(" <arg name=\"reacID\" direc=\"in\" type=\"string\">"), std::string::npos) << records;
+    EXPECT_NE(records.find("<func name=\"ICapeCollection::Count\" direc=\"out\" object=\"Parameters\">"), std::string::npos);
 }

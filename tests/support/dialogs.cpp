@@ -8,26 +8,13 @@ constexpr int kMessageBoxIcon = 0x0440;
 constexpr int kFileNameCombo = 0x047C;   // cmb13 of the explorer-style file dialogs
 constexpr int kFileNameEdit = 0x0480;    // edt1 of the older ones
 
-struct Search {
-    const std::string* caption;
-    HWND found = nullptr;
-};
-
-BOOL CALLBACK findByCaption(HWND window, LPARAM param)
+// The first visible top-level window captioned `caption`, of any process.
+HWND findVisible(const std::string& caption)
 {
-    auto* search = reinterpret_cast<Search*>(param);
-    char text[256] = "";
-    GetWindowTextA(window, text, sizeof text);
-    if (*search->caption == text && IsWindowVisible(window)) {
-        search->found = window;
-        return FALSE;
-    }
-    return TRUE;
+    for (HWND w = FindWindowExA(nullptr, nullptr, nullptr, caption.c_str()); w; w = FindWindowExA(nullptr, w, nullptr, caption.c_str()))
+        if (IsWindowVisible(w)) return w;
+    return nullptr;
 }
-
-} // namespace
-
-namespace {
 
 // The pixels of an icon, to recognise a standard icon shown by another process.
 std::string iconBits(HICON icon)
@@ -49,16 +36,22 @@ std::string iconBits(HICON icon)
 
 UINT standardIcon(HICON shown)
 {
-    std::string bits = iconBits(shown);
-    if (bits.empty()) return 0;
-    const std::pair<UINT, int> standard[] = {{MB_ICONERROR, 32513}, {MB_ICONQUESTION, 32514},
-                                             {MB_ICONWARNING, 32515}, {MB_ICONINFORMATION, 32516}};
-    for (const auto& [flag, resource] : standard)
-        if (iconBits(LoadIconA(nullptr, MAKEINTRESOURCEA(resource))) == bits) return flag;
+    const std::string bits = iconBits(shown);
+    for (auto [flag, resource] : {std::pair{MB_ICONERROR, 32513}, {MB_ICONQUESTION, 32514}, {MB_ICONWARNING, 32515}, {MB_ICONINFORMATION, 32516}})
+        if (!bits.empty() && iconBits(LoadIconA(nullptr, MAKEINTRESOURCEA(resource))) == bits) return flag;
     return 0;
 }
 
 } // namespace
+
+HWND waitForWindow(const std::string& caption, DWORD milliseconds)
+{
+    for (DWORD waited = 0; waited < milliseconds; waited += 10, Sleep(10)) {
+        HWND w = FindWindowA("#32770", caption.c_str());
+        if (w && IsWindowVisible(w)) return w;
+    }
+    return nullptr;
+}
 
 DialogAnswerer::DialogAnswerer(std::string caption, int button, int times, std::string fileName)
     : caption_(std::move(caption)), button_(button), times_(times), fileName_(std::move(fileName)),
@@ -91,13 +84,11 @@ void DialogAnswerer::run()
 {
     HWND last = nullptr;
     while (!stop_ && answered_ < times_) {
-        Search search{&caption_};
-        EnumWindows(&findByCaption, reinterpret_cast<LPARAM>(&search));
-        if (!search.found || search.found == last) {
+        HWND w = findVisible(caption_);
+        if (!w || w == last) {
             Sleep(10);
             continue;
         }
-        HWND w = search.found;
         Sleep(50);   // let the dialog finish its initialisation
         SeenDialog seen;
         seen.caption = caption_;
@@ -109,7 +100,6 @@ void DialogAnswerer::run()
         HICON icon = reinterpret_cast<HICON>(SendDlgItemMessageA(w, kMessageBoxIcon, STM_GETICON, 0, 0));
         seen.hasIcon = icon != nullptr;
         seen.icon = standardIcon(icon);
-        GetWindowThreadProcessId(w, &seen.processId);
         {
             std::lock_guard<std::mutex> guard(lock_);
             seen_.push_back(seen);

@@ -12,14 +12,15 @@
 
 namespace testsupport {
 
+// The visible dialog captioned `caption`, of any process, once it shows; null after `milliseconds`.
+HWND waitForWindow(const std::string& caption, DWORD milliseconds = 10000);
+
 struct SeenDialog {
     std::string caption;
-    std::string text;              // a message box's text
-    std::vector<int> buttons;      // the standard buttons present (IDOK, IDCANCEL, IDYES, IDNO)
-    bool hasIcon = false;          // a message box shows an icon
-    UINT icon = 0;                 // which: MB_ICONERROR, MB_ICONQUESTION, ...; 0 when it cannot be
-                                   // read (an icon of another process)
-    DWORD processId = 0;
+    std::string text;           // a message box's text
+    std::vector<int> buttons;   // the standard buttons present (IDOK, IDCANCEL, IDYES, IDNO)
+    bool hasIcon = false;
+    UINT icon = 0;              // MB_ICONERROR, MB_ICONQUESTION, ...; 0 when unreadable (another process's)
 };
 
 class DialogAnswerer {
@@ -39,8 +40,7 @@ private:
     void run();
 
     std::string caption_;
-    int button_;
-    int times_;
+    int button_, times_;
     std::string fileName_;
     std::atomic<bool> stop_{false};
     std::atomic<int> answered_{0};
@@ -48,6 +48,5 @@ private:
     std::vector<SeenDialog> seen_;
     std::thread thread_;
 };
-
 
 } // namespace testsupport

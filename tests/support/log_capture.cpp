@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <gtest/gtest.h>
+
 #include <cstdio>
 #include <share.h>
 #include <sstream>
@@ -35,6 +37,13 @@ std::string readLog(const std::string& path)
     for (size_t i = 0; i < all.size(); ++i)
         if (!(all[i] == '\r' && i + 1 < all.size() && all[i + 1] == '\n')) lf += all[i];
     return lf;
+}
+
+std::string expectedText(const std::string& name)
+{
+    std::string text = readFile(std::string(TARV_TEST_DATA "/") + name);
+    if (text.empty()) ADD_FAILURE() << "no expected output " << name;
+    return text;
 }
 
 std::vector<std::string> topLevelRecord(const std::string& log, const std::string& opening)

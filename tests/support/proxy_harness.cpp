@@ -13,13 +13,6 @@ namespace testsupport {
 
 using tarv::ComPtr;
 
-ULONG serverLocks()
-{
-    ULONG n = CoAddRefServerProcess();
-    CoReleaseServerProcess();
-    return n - 1;
-}
-
 NoLeaks::NoLeaks(std::initializer_list<kit::Object*> objects) : locks_(serverLocks())
 {
     for (kit::Object* o : objects) {
@@ -36,14 +29,21 @@ NoLeaks::~NoLeaks()
     EXPECT_EQ(serverLocks(), locks_) << "a proxy outlived its test";
 }
 
+IUnknown* originalOf(IUnknown* proxy)
+{
+    ComPtr<IOriginalObject64> o;
+    if (!proxy || FAILED(proxy->QueryInterface(IID_IOriginalObject64, o.putVoid()))) return nullptr;
+    ComPtr<IUnknown> foreign;
+    o->GetOriginalObject(foreign.put());
+    return foreign.get();
+}
+
 std::string withoutAddresses(std::string records)
 {
     for (size_t p = records.find(" (address 0x"); p != std::string::npos; p = records.find(" (address 0x", p))
         records.erase(p, records.find(')', p) + 1 - p);
     return records;
 }
-
-// --- Calls described by the type library ---------------------------------------------------------
 
 namespace {
 
@@ -117,11 +117,11 @@ void* Call::Slot::storage()
 {
     switch (param.vt) {
     case VT_VARIANT: return &outVariant;
-    case VT_BSTR: return &outString;
-    case VT_I4: return &outLong;
-    case VT_BOOL: return &outBool;
-    case VT_R8: return &outDouble;
-    case VT_DISPATCH: return &outDispatch;
+    case VT_BSTR: return &out.bstrVal;
+    case VT_I4: return &out.lVal;
+    case VT_BOOL: return &out.boolVal;
+    case VT_R8: return &out.dblVal;
+    case VT_DISPATCH: return &out.pdispVal;
     default: throw std::invalid_argument("argument type the tests do not build");
     }
 }
@@ -130,28 +130,22 @@ Call::Call(const Method& method) : method_(method)
 {
     for (const Param& p : method.params) {
         // Values differ by position, so that arguments that changed places would show.
-        std::wstring position = std::to_wstring(slots_.size());
-        Slot s;
-        s.param = p;
+        const size_t n = slots_.size();
+        Slot s{p};
+        s.out.vt = p.vt == VT_INT ? static_cast<VARTYPE>(VT_I4) : p.vt;   // an out-argument starts empty, a value as described
         if (p.byRef) {
-            // an out-argument: starts empty
         } else if (p.vt == VT_BSTR) {
-            s.value.vt = VT_BSTR;
-            s.value.bstrVal = SysAllocString((L"P" + position).c_str());
+            tarv::Variant::fromString(L"P" + std::to_wstring(n)).detachTo(&s.value);
         } else if (p.vt == VT_R8) {
-            s.value.vt = VT_R8;
-            s.value.dblVal = 0.5 + static_cast<double>(slots_.size());
+            tarv::Variant::fromDouble(0.5 + static_cast<double>(n)).detachTo(&s.value);
         } else if (p.vt == VT_INT || p.vt == VT_I4) {
-            s.value.vt = VT_I4;
-            s.value.lVal = 15;
+            tarv::Variant::fromLong(15).detachTo(&s.value);
         } else if (p.vt == VT_BOOL) {
-            s.value.vt = VT_BOOL;
-            s.value.boolVal = VARIANT_TRUE;
+            tarv::Variant::fromBool(true).detachTo(&s.value);
         } else if (p.vt == VT_VARIANT) {
-            tarv::makeStringArray({L"a" + position, L"b"}).detachTo(&s.value);
+            tarv::makeStringArray({L"a" + std::to_wstring(n), L"b"}).detachTo(&s.value);
         } else if (p.vt == VT_DISPATCH) {
             s.value.vt = VT_DISPATCH;
-            s.value.pdispVal = nullptr;
         } else {
             throw std::invalid_argument("argument type the tests do not build");
         }
@@ -164,9 +158,17 @@ Call::~Call()
     for (Slot& s : slots_) {
         VariantClear(&s.value);
         VariantClear(&s.outVariant);
-        SysFreeString(s.outString);
-        if (s.outDispatch) s.outDispatch->Release();
+        if (s.out.vt != VT_VARIANT) VariantClear(&s.out);
     }
+}
+
+// A by-reference argument for `s`, whose storage it points at.
+static VARIANTARG reference(Call::Slot& s)
+{
+    VARIANTARG a{};
+    a.vt = VT_BYREF | s.param.vt;
+    a.byref = s.storage();
+    return a;
 }
 
 HRESULT Call::byVtable(IUnknown* facet)
@@ -176,21 +178,15 @@ HRESULT Call::byVtable(IUnknown* facet)
     std::vector<VARIANTARG*> args;
     for (size_t i = 0; i < slots_.size(); ++i) {
         Slot& s = slots_[i];
-        if (s.param.byRef) {
-            refs[i].vt = VT_BYREF | s.param.vt;
-            refs[i].byref = s.storage();
-            types.push_back(refs[i].vt);
-            args.push_back(&refs[i]);
-        } else {
-            // A VARIANT goes by value, which the x64 convention passes as a pointer to it.
-            types.push_back(s.param.vt == VT_VARIANT ? static_cast<VARTYPE>(VT_VARIANT) : s.value.vt);
-            args.push_back(&s.value);
-        }
+        // A VARIANT goes by value, which the x64 convention passes as a pointer to it.
+        refs[i] = s.param.byRef ? reference(s) : s.value;
+        types.push_back(s.param.byRef || s.param.vt != VT_VARIANT ? refs[i].vt : static_cast<VARTYPE>(VT_VARIANT));
+        args.push_back(s.param.byRef ? &refs[i] : &s.value);
     }
     VARIANT result{};
-    HRESULT hr = DispCallFunc(facet, method_.vtableOffset, CC_STDCALL, VT_ERROR, static_cast<UINT>(args.size()),
-                              types.data(), args.data(), &result);
-    if (FAILED(hr)) throw std::runtime_error("DispCallFunc failed");
+    if (FAILED(DispCallFunc(facet, method_.vtableOffset, CC_STDCALL, VT_ERROR, static_cast<UINT>(args.size()), types.data(),
+                            args.data(), &result)))
+        throw std::runtime_error("DispCallFunc failed");
     return result.scode;
 }
 
@@ -204,19 +200,10 @@ HRESULT Call::byName(IDispatch* facet)
     std::vector<VARIANTARG> args;
     bool hasResult = false;
     for (size_t i = slots_.size(); i-- > 0;) {
-        Slot& s = slots_[i];
-        if (s.param.retval) {
+        if (slots_[i].param.retval)
             hasResult = true;
-            continue;
-        }
-        VARIANTARG a{};
-        if (s.param.byRef) {
-            a.vt = VT_BYREF | s.param.vt;
-            a.byref = s.storage();
-        } else {
-            a = s.value;   // borrowed: Invoke does not free its arguments
-        }
-        args.push_back(a);
+        else
+            args.push_back(slots_[i].param.byRef ? reference(slots_[i]) : slots_[i].value);   // borrowed: Invoke frees nothing
     }
     DISPPARAMS params{args.data(), nullptr, static_cast<UINT>(args.size()), 0};
     DISPID put = DISPID_PROPERTYPUT;
@@ -242,8 +229,6 @@ HRESULT Call::byName(IDispatch* facet)
     }
     return hr;
 }
-
-// --- Every method both ways ------------------------------------------------------------------------
 
 int checkEveryMethodBothWays(const std::vector<ProxiedInterfaces>& classes)
 {

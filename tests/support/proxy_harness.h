@@ -7,6 +7,7 @@
 #include "kit/kit.h"
 #include "log/call_log.h"
 #include "proxy/exposed_object_base.h"
+#include "support/process.h"
 
 #include <functional>
 #include <initializer_list>
@@ -15,9 +16,6 @@
 #include <vector>
 
 namespace testsupport {
-
-// The server's lock count (every proxy holds one).
-ULONG serverLocks();
 
 // Checks at scope exit that the given kit objects are back to the reference counts they had when
 // it was made, and that every proxy made meanwhile is gone. Make it after the kit objects (and
@@ -51,10 +49,12 @@ Exposed expose(kit::Object* real, tarv::CallLog* log, const char* name)
     return result;
 }
 
+// The foreign object behind one of the server's proxies (its reference goes at once: the kit
+// object outlives the check); null for anything else.
+IUnknown* originalOf(IUnknown* proxy);
+
 // The records with the addresses of logged interfaces taken out.
 std::string withoutAddresses(std::string records);
-
-// --- Calls described by the type library ---------------------------------------------------------
 
 struct Param {
     VARTYPE vt;        // VT_BSTR, VT_R8, VT_INT, VT_VARIANT, VT_BOOL, VT_I4 (also enumerations), VT_DISPATCH
@@ -75,9 +75,8 @@ struct Method {
 // The methods of one interface of the registered CAPE-OPEN 1.1 library, in slot order.
 std::vector<Method> methodsOf(REFIID iid);
 
-// The arguments of a call: strings "P<n>", numbers n + 0.5, VARIANTs a string array {"a<n>", "b"},
-// n the position, longs and enumerations 15, VARIANT_BOOLs VARIANT_TRUE, interfaces null;
-// out-arguments start empty (null, zero, VT_EMPTY).
+// A call's arguments, differing by position n: strings "P<n>", numbers n + 0.5, VARIANTs a string
+// array {"a<n>", "b"}, longs and enumerations 15, booleans true, interfaces null; outs start empty.
 class Call {
 public:
     explicit Call(const Method& method);
@@ -89,23 +88,18 @@ public:
     HRESULT byVtable(IUnknown* facet);
     HRESULT byName(IDispatch* facet);
 
-private:
     struct Slot {
         Param param;
-        VARIANT value{};   // by-value in-arguments
+        VARIANT value{};        // by-value in-arguments
+        VARIANT out{};          // the storage of out-arguments other than VARIANTs
         VARIANT outVariant{};
-        BSTR outString = nullptr;
-        LONG outLong = 0;
-        VARIANT_BOOL outBool = VARIANT_FALSE;
-        double outDouble = 0;
-        IDispatch* outDispatch = nullptr;
         void* storage();
     };
+
+private:
     const Method& method_;
     std::vector<Slot> slots_;
 };
-
-// --- Every method both ways ------------------------------------------------------------------------
 
 // A proxy class as the both-ways test sees it.
 struct ProxiedInterfaces {

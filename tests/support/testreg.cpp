@@ -1,69 +1,40 @@
-// tarv_testreg: registers what the tests of this build need in a fresh test prefix, and fails
-// loudly if any step fails.
-//
-//   tarv_testreg [--typelib <file.tlb>]... [--server <in-process server.dll>]...
-//
-// Type libraries are registered in the order given (a library that imports another comes after
-// it); servers register themselves through DllRegisterServer. The project's copy of the CAPE-OPEN
-// library is registered this way in test prefixes only.
+// tarv_testreg [--typelib <file.tlb>]... [--server <in-process server.dll>]...: registers what the
+// tests need in a fresh test prefix, in the order given (a library that imports another comes
+// after it), and fails loudly if any step fails.
 #include <windows.h>
 #include <ole2.h>
 #include <shellapi.h>
 
 #include <cstdio>
 #include <string>
-#include <vector>
 
 namespace {
 
-int gFailures = 0;
-
-void fail(const std::wstring& what, HRESULT hr)
-{
-    std::fwprintf(stderr, L"tarv_testreg: FAILED %ls: 0x%08lX\n", what.c_str(), static_cast<unsigned long>(hr));
-    ++gFailures;
-}
-
-// Windows form of a path given with forward slashes (as CMake writes them).
-std::wstring windowsPath(std::wstring p)
-{
-    for (wchar_t& c : p)
-        if (c == L'/') c = L'\\';
-    return p;
-}
-
-void registerTypeLib(std::wstring path)
+HRESULT registerTypeLib(std::wstring path)
 {
     ITypeLib* lib = nullptr;
     HRESULT hr = LoadTypeLibEx(path.c_str(), REGKIND_NONE, &lib);
-    if (FAILED(hr)) return fail(L"loading type library " + path, hr);
+    if (FAILED(hr)) return hr;
     hr = RegisterTypeLib(lib, path.data(), nullptr);
-    if (FAILED(hr)) {
-        lib->Release();
-        return fail(L"registering type library " + path, hr);
-    }
     // Read it back the way the server loads it: by identifier and version from the registry.
     TLIBATTR* attr = nullptr;
     lib->GetLibAttr(&attr);
     ITypeLib* again = nullptr;
-    hr = LoadRegTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum, attr->lcid, &again);
+    if (SUCCEEDED(hr)) hr = LoadRegTypeLib(attr->guid, attr->wMajorVerNum, attr->wMinorVerNum, attr->lcid, &again);
+    if (again) again->Release();
     lib->ReleaseTLibAttr(attr);
     lib->Release();
-    if (FAILED(hr)) return fail(L"loading registered type library " + path, hr);
-    again->Release();
-    std::wprintf(L"registered type library %ls\n", path.c_str());
+    return hr;
 }
 
-void registerServer(const std::wstring& path)
+HRESULT registerServer(const std::wstring& path)
 {
     HMODULE dll = LoadLibraryW(path.c_str());
-    if (!dll) return fail(L"loading " + path, HRESULT_FROM_WIN32(GetLastError()));
-    auto reg = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-        reinterpret_cast<void*>(GetProcAddress(dll, "DllRegisterServer")));
+    if (!dll) return HRESULT_FROM_WIN32(GetLastError());
+    auto reg = reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(GetProcAddress(dll, "DllRegisterServer")));
     HRESULT hr = reg ? reg() : HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);
     FreeLibrary(dll);
-    if (FAILED(hr)) return fail(L"DllRegisterServer of " + path, hr);
-    std::wprintf(L"registered server %ls\n", path.c_str());
+    return hr;
 }
 
 } // namespace
@@ -72,20 +43,22 @@ int main()
 {
     int argc = 0;
     wchar_t** argv = CommandLineToArgvW(GetCommandLineW(), &argc);
-    if (FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) return 2;
-    int steps = 0;
-    for (int i = 1; i < argc; ++i) {
-        std::wstring opt = argv[i];
-        if (i + 1 >= argc || (opt != L"--typelib" && opt != L"--server")) {
-            std::fwprintf(stderr, L"usage: tarv_testreg [--typelib <file.tlb>]... [--server <file.dll>]...\n");
-            return 2;
-        }
-        std::wstring path = windowsPath(argv[++i]);
-        if (opt == L"--typelib") registerTypeLib(path); else registerServer(path);
-        ++steps;
+    if (argc < 3 || argc % 2 == 0 || FAILED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {
+        std::fwprintf(stderr, L"usage: tarv_testreg [--typelib <file.tlb>]... [--server <file.dll>]...\n");
+        return 2;
+    }
+    int failures = 0;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        const std::wstring option = argv[i];
+        std::wstring path = argv[i + 1];   // CMake writes forward slashes
+        for (wchar_t& c : path)
+            if (c == L'/') c = L'\\';
+        const HRESULT hr = option == L"--typelib" ? registerTypeLib(path) : option == L"--server" ? registerServer(path) : E_INVALIDARG;
+        std::fwprintf(FAILED(hr) ? stderr : stdout, L"%ls %ls %ls: 0x%08lX\n", FAILED(hr) ? L"FAILED" : L"registered",
+                      option.c_str() + 2, path.c_str(), static_cast<unsigned long>(hr));
+        failures += FAILED(hr);
     }
     CoUninitialize();
     LocalFree(argv);
-    if (steps == 0) fail(L"nothing to register", E_INVALIDARG);
-    return gFailures == 0 ? 0 : 1;
+    return failures == 0 ? 0 : 1;
 }

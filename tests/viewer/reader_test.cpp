@@ -1,12 +1,19 @@
 // The log reader's rules, through a sink that records what it is handed: the element table, what
-// stays of a file that cannot be read whole and what the user is told, and the progress threshold.
+// stays of a file that cannot be read whole and what the user is told, the progress threshold, and
+// a few hundred damaged copies of a log that CallLog wrote. Then tarvlog.exe run as CI runs it.
 #include "viewer/log_reader.h"
 #include "viewer/outline.h"
+
+#include "com/bstr.h"
+#include "support/log_capture.h"
+#include "support/process.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <random>
 #include <share.h>
 
 using tarv::LogReaderMessage;
@@ -23,202 +30,257 @@ int32_t longestText(const RecordingSink& sink)
     return static_cast<int32_t>(longest);
 }
 
-// Parser messages, then one "XML parse error in" message at the end.
-void expectParseFailure(const RecordingSink& sink, const std::string& path, const std::string& name)
+// Only the reader's own messages, a failure told last.
+void expectOwnMessages(const RecordingSink& sink, const std::string& path, const std::string& what)
 {
-    ASSERT_GE(sink.messages.size(), 2u) << name;
-    for (size_t i = 0; i + 1 < sink.messages.size(); ++i) {
+    for (size_t i = 0; i < sink.messages.size(); ++i) {
         const LogReaderMessage& m = sink.messages[i];
-        EXPECT_EQ(m.kind, Kind::parserMessage) << name;
-        EXPECT_STREQ(m.caption, "Parse error: ") << name;
-        std::string prefix = "Parse error in \"" + path + "\", line " + std::to_string(m.line) + ": ";
-        EXPECT_EQ(m.text.rfind(prefix, 0), 0u) << name << ": " << m.text;
-        EXPECT_GT(m.text.size(), prefix.size()) << name;
+        if (m.kind == Kind::parserMessage) {
+            EXPECT_STREQ(m.caption, "Parse error: ") << what;
+            EXPECT_EQ(m.text.rfind("Parse error in \"" + path + "\", line " + std::to_string(m.line) + ": ", 0), 0u) << what;
+        } else {
+            EXPECT_EQ(m.kind, Kind::parseFailed) << what << ": " << m.text;
+            EXPECT_STREQ(m.caption, "Parse Error:") << what;
+            EXPECT_EQ(m.text, "XML parse error in \"" + path + "\"") << what;
+            EXPECT_EQ(i + 1, sink.messages.size()) << what;
+        }
     }
-    const LogReaderMessage& last = sink.messages.back();
-    EXPECT_EQ(last.kind, Kind::parseFailed) << name;
-    EXPECT_STREQ(last.caption, "Parse Error:") << name;
-    EXPECT_EQ(last.text, "XML parse error in \"" + path + "\"") << name;
 }
 
 } // namespace
 
 TEST(LogReader, EachElementBecomesAnItemAndEachSelfClosingErrorOrWarningARow)
 {
-    struct Case {
-        const char* name;
-        const char* body;
-        const char* outline;
-    } cases[] = {
-        {"records",
-         "<info value=\"a &amp; b\"/>\n<error value=\"e\"/>\n<warning value=\"w\"/>\n"
-         "<argval value=\"&quot;abc&quot;\"/>\n<argval value=\"&lt;NULL&gt;\"/>\n<info value=\"\"/>\n",
-         "2 a & b\n3 e\n10 w\n8 \"abc\"\n8 <NULL>\n2 \nrow 3 e -> #2\nrow 10 w -> #3\n"},
-        {"records without a value", "<info/>\n<error/>\n<warning/>\n<argval/>\n",
-         "2 <no information>\n3 <no information>\n10 <no information>\n8 <no information>\n"
-         "row 3 <no information> -> #2\nrow 10 <no information> -> #3\n"},
-        {"calls and arguments",
-         "<func name=\"I::M\" direc=\"in\" object=\"P\">\n <arg name=\"x\" direc=\"in\" type=\"double\">\n"
-         "  <argval value=\"1\"/>\n </arg>\n <arg name=\"v\" direc=\"out\" type=\"VT_EMPTY\">\n </arg>\n</func>\n"
-         "<func name=\"I::N\" direc=\"out\" object=\"S\">\n</func>\n",
-         "4 I::M (P) +\n  6 x (type: double) +\n    8 1\n  7 v (type: VT_EMPTY)\n5 I::N (S)\n"},
-        {"a warning deep down, after an error",
-         "<error value=\"first\"/>\n<func name=\"A\" direc=\"in\" object=\"o\">\n"
-         " <func name=\"B\" direc=\"out\" object=\"m\">\n  <arg name=\"p\" direc=\"in\" type=\"string\">\n"
-         "   <warning value=\"deep\"/>\n  </arg>\n  <error value=\"ECapeNoImplHR: not implemented\"/>\n"
-         " </func>\n</func>\n",
-         "3 first\n4 A (o) +\n  5 B (m) +\n    6 p (type: string) +\n      10 deep\n"
-         "    3 ECapeNoImplHR: not implemented\n"
-         "row 3 first -> #1\nrow 10 deep -> #5\nrow 3 ECapeNoImplHR: not implemented -> #6\n"},
-        {"elements the writer never makes",
-         "<foo a=\"1\" b=\"2\"/>\n<bar x=\"y\">\n<info value=\"i\"/>\n</bar>\n<baz></baz>\n",
-         "8 foo 1 2\n8 bar y +\n  2 i\n8 baz\n"},
-        {"calls and arguments short of attributes, and a direction in capitals",
-         "<func direc=\"in\"></func>\n<func name=\"F\" direc=\"IN\" object=\"o\"></func>\n<arg name=\"a\"></arg>\n",
-         "4 <no information> (<no information>)\n5 F (o)\n7 a (type: <no information>)\n"},
-        {"an error or warning with an end tag is no row",
-         "<error value=\"e\">\n<info value=\"i\"/>\n</error>\n<warning value=\"w\"></warning>\n", "3 e +\n  2 i\n10 w\n"},
-        {"the root alone", "", ""},
-        {"three notes", "<info value=\"1\"/>\n<info value=\"2\"/>\n<info value=\"3\"/>\n", "2 1\n2 2\n2 3\n"},
-    };
-    for (const Case& c : cases) {
+    // Cases of the expected output: the log's body, "--", its outline, "==".
+    const std::string all = testsupport::expectedText("viewer/elements.txt");
+    for (size_t at = 0, end; (end = all.find("==\n", at)) != std::string::npos; at = end + 3) {
+        const std::string body = all.substr(at, all.find("--\n", at) - at);
+        const std::string outline = all.substr(at + body.size() + 3, end - at - body.size() - 3);
         for (const char* lineEnd : {"\r\n", "\n"}) {
-            std::string path = writeLogFile("elements.tlg", c.body, true, lineEnd);
+            std::string path = writeLogFile("elements.tlg", body, true, lineEnd);
             RecordingSink sink;
-            int32_t longest = tarv::parseLogFile(path, sink);
-            std::string name = std::string(c.name) + (lineEnd[0] == '\r' ? " (CR LF)" : " (LF)");
-            EXPECT_EQ(sink.outline(), c.outline) << name;
-            EXPECT_EQ(longest, longestText(sink)) << name;
-            EXPECT_TRUE(sink.messages.empty()) << name << ": " << sink.messages[0].text;
-            EXPECT_TRUE(sink.progress.empty()) << name;
-            DeleteFileA(path.c_str());
+            const int32_t longest = tarv::parseLogFile(path, sink);
+            EXPECT_EQ(longest, longestText(sink)) << body;
+            EXPECT_EQ(sink.outline(), outline) << body;
+            EXPECT_TRUE(sink.messages.empty() && sink.progress.empty()) << body;
         }
     }
 }
 
 TEST(LogReader, AFileReadOnlyInPartKeepsWhatWasDeliveredAndSaysWhy)
 {
-    // The reader may stop before it delivers the records of the last stretch it read: those cases
-    // keep a part of their outline, from its start.
     std::string notes, noteLines;
     for (int i = 0; i < 300; ++i) {
         notes += "<info value=\"note " + std::to_string(i) + "\"/>\r\n";
         noteLines += "2 note " + std::to_string(i) + "\n";
     }
+    const std::string head = "<?xml version=\"1.0\" standalone=\"yes\"?>\r\n<tarvlogdocument>\r\n";
+    const std::string call = "<func name=\"I::M\" direc=\"in\" object=\"P\">\r\n <arg name=\"x\" direc=\"in\" ";
     struct Case {
-        const char* name;
-        std::string text;
-        std::string outline;
-        bool partly = false;
+        std::string text, outline;
+        bool partly;   // the reader may stop before delivering the last stretch it read
     } cases[] = {
-        {"an empty file", "", ""},
-        {"the prolog alone", "<?xml version=\"1.0\" standalone=\"yes\"?>\r\n", ""},
-        // A process that died: no end tags, the last record whole. The call in progress stands as
-        // a parent with what it holds so far.
-        {"a log cut off after a record",
-         "<?xml version=\"1.0\" standalone=\"yes\"?>\r\n<tarvlogdocument>\r\n<info value=\"before\"/>\r\n"
-         "<func name=\"I::M\" direc=\"in\" object=\"P\">\r\n <arg name=\"x\" direc=\"in\" type=\"double\">\r\n"
-         "  <argval value=\"1\"/>\r\n </arg>\r\n <func name=\"J::N\" direc=\"out\" object=\"S\">\r\n"
-         "  <info value=\"last\"/>\r\n",
-         "2 before\n4 I::M (P) +\n  6 x (type: double) +\n    8 1\n  5 J::N (S) +\n    2 last\n"},
+        {"", "", false},
+        {head.substr(0, head.find('\n') + 1), "", false},
+        // A process that died: the call in progress stands as a parent with what it holds so far.
+        {head + "<info value=\"before\"/>\r\n" + call + "type=\"double\">\r\n  <argval value=\"1\"/>\r\n </arg>\r\n"
+             " <func name=\"J::N\" direc=\"out\" object=\"S\">\r\n  <info value=\"last\"/>\r\n",
+         "2 before\n4 I::M (P) +\n  6 x (type: double) +\n    8 1\n  5 J::N (S) +\n    2 last\n", false},
         // Held back until its first child or its end, an element cut off before either is lost.
-        {"a log cut off inside a record",
-         "<?xml version=\"1.0\" standalone=\"yes\"?>\r\n<tarvlogdocument>\r\n<info value=\"before\"/>\r\n"
-         "<func name=\"I::M\" direc=\"in\" object=\"P\">\r\n <arg name=\"x\" direc=\"in\" ty",
-         "2 before\n"},
+        {head + "<info value=\"before\"/>\r\n" + call + "ty", "2 before\n", false},
         // The bare text of an unknown type ends the parse there.
-        {"an unknown type",
-         "<?xml version=\"1.0\" standalone=\"yes\"?>\r\n<tarvlogdocument>\r\n" + notes +
-             "<func name=\"I::M\" direc=\"in\" object=\"P\">\r\n <arg name=\"x\" direc=\"in\" type=\"<unknown>\">\r\n"
-             "  <argval value=\"1\"/>\r\n </arg>\r\n</func>\r\n<info value=\"after\"/>\r\n</tarvlogdocument>\r\n",
+        {head + notes + call + "type=\"<unknown>\">\r\n  <argval value=\"1\"/>\r\n </arg>\r\n</func>\r\n</tarvlogdocument>\r\n",
          noteLines, true},
     };
+    const std::string path = viewertest::tempPath("partial.tlg");
     for (const Case& c : cases) {
-        std::string path = viewertest::tempPath("partial.tlg");
-        {
-            std::FILE* f = std::fopen(path.c_str(), "wb");
-            std::fwrite(c.text.data(), 1, c.text.size(), f);
-            std::fclose(f);
-        }
+        viewertest::writeFile(path, c.text);
         RecordingSink sink;
         tarv::parseLogFile(path, sink);
-        if (c.partly) {
-            EXPECT_FALSE(sink.items.empty()) << c.name;
-            EXPECT_EQ(c.outline.rfind(sink.outline(), 0), 0u) << c.name << ":\n" << sink.outline();
-        } else {
-            EXPECT_EQ(sink.outline(), c.outline) << c.name;
-        }
-        expectParseFailure(sink, path, c.name);
-        DeleteFileA(path.c_str());
+        EXPECT_EQ(c.partly ? c.outline.substr(0, sink.outline().size()) : c.outline, sink.outline()) << c.text;
+        EXPECT_FALSE(c.partly && sink.items.empty());
+        ASSERT_GE(sink.messages.size(), 2u) << c.text;
+        EXPECT_EQ(sink.messages.back().kind, Kind::parseFailed) << c.text;
+        expectOwnMessages(sink, path, c.text);
     }
-}
 
-TEST(LogReader, AFileThatCannotBeOpenedIsSaidSoAndNothingIsRead)
-{
-    std::string missing = viewertest::tempPath("missing.tlg");
-    std::string busy = writeLogFile("busy.tlg", "<info value=\"1\"/>\n", false);
-    // A log still being written: its writer lets others read, the reader refuses to share.
+    // A file that cannot be opened, missing or still held by its writer, is said so.
+    const std::string busy = writeLogFile("busy.tlg", "<info value=\"1\"/>\n", false);
     std::FILE* writer = _fsopen(busy.c_str(), "a", _SH_DENYWR);
-    ASSERT_NE(writer, nullptr);
-    struct Case {
-        std::string path;
-        const char* reason;
-    } cases[] = {{missing, "No such file or directory"}, {busy, "Permission denied"}};
-    for (const Case& c : cases) {
+    for (auto [file, reason] : {std::pair{viewertest::tempPath("missing.tlg"), "No such file or directory"}, {busy, "Permission denied"}}) {
         RecordingSink sink;
-        EXPECT_EQ(tarv::parseLogFile(c.path, sink), 0);
+        EXPECT_EQ(tarv::parseLogFile(file, sink), 0);
         EXPECT_EQ(sink.outline(), "");
         ASSERT_EQ(sink.messages.size(), 1u);
         EXPECT_EQ(sink.messages[0].kind, Kind::cannotOpen);
         EXPECT_STREQ(sink.messages[0].caption, "File error:");
-        EXPECT_EQ(sink.messages[0].text, "Failed to open \"" + c.path + "\" for reading: " + c.reason);
-        EXPECT_TRUE(sink.progress.empty());
+        EXPECT_EQ(sink.messages[0].text, "Failed to open \"" + file + "\" for reading: " + reason);
     }
     std::fclose(writer);
     RecordingSink after;
     tarv::parseLogFile(busy, after);
     EXPECT_EQ(after.outline(), "2 1\n") << "readable once the writer has closed it";
-    DeleteFileA(busy.c_str());
-}
-
-// Calls with a note each, then one note whose value pads the file to `size` bytes exactly.
-std::string fileOfSize(size_t size)
-{
-    std::string body;
-    for (int i = 0; i < 400; ++i) body += "<func name=\"I::M\" direc=\"in\" object=\"P\">\n<info value=\"x\"/>\n</func>\n";
-    std::string head = "<?xml version=\"1.0\" standalone=\"yes\"?>\n<tarvlogdocument>\n";
-    std::string tail = "</tarvlogdocument>\n";
-    std::string open = "<info value=\"", close = "\"/>\n";
-    size_t fixed = head.size() + body.size() + open.size() + close.size() + tail.size();
-    body += open + std::string(size - fixed, 'p') + close;
-    std::string path = viewertest::tempPath("sized-" + std::to_string(size) + ".tlg");
-    std::FILE* f = std::fopen(path.c_str(), "wb");
-    std::string all = head + body + tail;
-    std::fwrite(all.data(), 1, all.size(), f);
-    std::fclose(f);
-    return path;
 }
 
 TEST(LogReader, OnlyAFileAbove50000BytesShowsProgressInGrowingWholePercentages)
 {
-    std::string atLimit = fileOfSize(50000), above = fileOfSize(50001);
-    RecordingSink quiet, shown;
-    tarv::parseLogFile(atLimit, quiet);
-    tarv::parseLogFile(above, shown);
-    EXPECT_TRUE(quiet.progress.empty());
-    EXPECT_EQ(quiet.items.size(), shown.items.size());
-
-    ASSERT_GE(shown.progress.size(), 4u);
-    EXPECT_EQ(shown.progress[0], "begin 50001");
-    EXPECT_EQ(shown.progress[1], "show");
-    EXPECT_EQ(shown.progress.back(), "end");
-    int last = 0;
-    for (size_t i = 2; i + 1 < shown.progress.size(); ++i) {
-        int percent = std::stoi(shown.progress[i]);
-        EXPECT_GT(percent, last);
-        EXPECT_LE(percent, 100);
-        last = percent;
+    RecordingSink sinks[2];
+    for (size_t size : {50000, 50001}) {
+        std::string body;
+        for (int i = 0; i < 400; ++i) body += "<func name=\"I::M\" direc=\"in\" object=\"P\">\n<info value=\"x\"/>\n</func>\n";
+        // One note pads the file to `size` bytes exactly.
+        const size_t fixed = 57 + body.size() + 13 + 4 + 19;
+        const std::string path = writeLogFile("sized.tlg", body + "<info value=\"" + std::string(size - fixed, 'p') + "\"/>\n", true, "\n");
+        tarv::parseLogFile(path, sinks[size - 50000]);
     }
-    DeleteFileA(atLimit.c_str());
-    DeleteFileA(above.c_str());
+    EXPECT_TRUE(sinks[0].progress.empty());
+    EXPECT_EQ(sinks[0].items.size(), sinks[1].items.size());
+    const auto& shown = sinks[1].progress;
+    ASSERT_GE(shown.size(), 4u);
+    EXPECT_EQ(std::vector<std::string>({shown[0], shown[1], shown.back()}), std::vector<std::string>({"begin 50001", "show", "end"}));
+    for (size_t i = 2, last = 0; i + 1 < shown.size(); last = std::stoul(shown[i++])) {
+        EXPECT_GT(std::stoul(shown[i]), last);
+        EXPECT_LE(std::stoul(shown[i]), 100u);
+    }
+}
+
+// Cut at random places, bytes changed, end tags removed, an unknown type: the reader must neither
+// crash nor hang, hand on a well-formed tree, and tell the user nothing but its own messages.
+TEST(LogReaderRobustness, DamagedLogsNeverBreakTheReader)
+{
+    const std::string original = viewertest::tempPath("original.tlg"), path = viewertest::tempPath("damaged.tlg");
+    viewertest::writeSampleLog(original, 25, 4);
+    const std::string bytes = testsupport::readFile(original);
+    std::mt19937 random(20261114);
+    auto somewhere = [&](const std::string& text, const char* what) {
+        std::vector<size_t> places;
+        for (size_t p = text.find(what); p != std::string::npos; p = text.find(what, p + 1)) places.push_back(p);
+        return places[random() % places.size()];
+    };
+    int failures = 0;
+    for (int i = 0; i < 400; ++i) {
+        std::string text = bytes;
+        if (i % 4 == 0) {
+            text.resize(random() % text.rfind("</tarvlogdocument>"));
+        } else if (i % 4 == 1) {
+            for (int n = 1 + static_cast<int>(random() % 3); n > 0; --n) text[random() % text.size()] = static_cast<char>(random() % 256);
+        } else if (i % 4 == 2) {
+            const size_t start = somewhere(text, "</");
+            text.erase(start, text.find('>', start) + 1 - start);
+        } else {
+            const size_t start = somewhere(text, "type=\"") + 6;
+            text.replace(start, text.find('"', start) - start, "<unknown>");
+        }
+        const std::string what = "mutation " + std::to_string(i);
+        viewertest::writeFile(path, text);
+        RecordingSink sink;
+        const int32_t longest = tarv::parseLogFile(path, sink);
+        EXPECT_EQ(longest, longestText(sink)) << what;
+        expectOwnMessages(sink, path, what);
+        for (size_t n = 0; n < sink.items.size(); ++n) {
+            EXPECT_LE(sink.items[n].parent, n) << what;
+            EXPECT_TRUE(!sink.items[n].parent || sink.items[sink.items[n].parent - 1].hasChildren) << what;
+        }
+        for (const std::string& row : sink.rows) {
+            const size_t number = std::stoul(row.substr(row.rfind('#') + 1));
+            ASSERT_TRUE(number >= 1 && number <= sink.items.size()) << what << ": " << row;
+            const auto& item = sink.items[number - 1];
+            EXPECT_TRUE(item.image == tarv::imageError || item.image == tarv::imageWarning) << what << ": " << row;
+            EXPECT_EQ(row, viewertest::rowLine(item.image, item.text, number)) << what;
+        }
+        failures += !sink.messages.empty();
+        EXPECT_TRUE(i % 4 == 1 || i % 4 == 2 || !sink.messages.empty()) << what << ": told nothing";
+    }
+    EXPECT_GT(failures, 300);
+    DeleteFileA(path.c_str());
+    DeleteFileA(original.c_str());
+}
+
+// tarvlog.exe: its exit codes and what it says by log and options, what it says of a log that
+// cannot be read whole, and its JSON and JUnit documents against expected outputs.
+namespace {
+
+// Two top-level calls; the second calls back into a material, where a warning and an error stand,
+// and fails itself with the same error text as the one inside.
+const char kBreaches[] =
+    "<info value=\"TARV Logging started\"/>\n"
+    "<func name=\"ICapeUtilities::Initialize\" direc=\"in\" object=\"Pkg\">\n"
+    "</func>\n"
+    "<func name=\"ICapeThermoPropertyRoutine::CalcSinglePhaseProp\" direc=\"in\" object=\"Pkg\">\n"
+    " <arg name=\"phaseLabel\" direc=\"in\" type=\"string\">\n  <argval value=\"&quot;Vapor&quot;\"/>\n </arg>\n"
+    " <func name=\"ICapeThermoMaterial::GetOverallProp\" direc=\"out\" object=\"Stream 1\">\n"
+    "  <warning value=\"empty phase label\"/>\n"
+    "  <error value=\"ECapeBadArgument: bad basis\"/>\n"
+    " </func>\n"
+    " <error value=\"ECapeBadArgument: bad basis\"/>\n"
+    "</func>\n"
+    "<warning value=\"late release\"/>\n";
+
+DWORD tarvlog(const std::string& arguments, std::string& out)
+{
+    return testsupport::runCaptured(tarv::toWide(std::getenv("TARV64_TARVLOG")), tarv::toWide(arguments), out);
+}
+
+// `text` with the log's path, as written there, shown as "LOG".
+std::string withLog(std::string text, const std::string& path)
+{
+    for (size_t at; (at = text.find(path)) != std::string::npos;) text.replace(at, path.size(), "LOG");
+    return text;
+}
+
+} // namespace
+
+TEST(Tarvlog, ExitCodesJsonAndJunitAsCiReadsThem)
+{
+    const std::string log = writeLogFile("check-cli.tlg", kBreaches);
+    const std::string warningsOnly = writeLogFile("check-warn.tlg", "<warning value=\"w\"/>\n");
+    // A log written by CallLog, and the same cut where a process that died would have left it.
+    const std::string whole = viewertest::tempPath("check-whole.tlg"), cut = viewertest::tempPath("check-cut.tlg");
+    viewertest::writeSampleLog(whole, 20);
+    const std::string bytes = testsupport::readFile(whole);
+    viewertest::writeFile(cut, bytes.substr(0, bytes.size() / 2));
+    const std::string nothing = viewertest::tempPath("check-nothing.tlg"), foreign = viewertest::tempPath("check-foreign.tlg");
+    viewertest::writeFile(nothing, "");
+    viewertest::writeFile(foreign, "<?xml version=\"1.0\"?>\n<html><body/></html>\n");
+    const std::string locked = writeLogFile("check-locked.tlg", "");
+    HANDLE writer = CreateFileA(locked.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    struct Case {
+        std::string arguments;
+        DWORD exitCode;
+        const char* printed;
+    } cases[] = {
+        {"summary \"" + log + "\"", 0, "ICapeThermoMaterial::GetOverallProp"},
+        {"check \"" + log + "\"", 1, "verdict: FAILED, 2 failing records"},
+        {"check \"" + log + "\" --ignore \"bad basis$\"", 0, ""},
+        {"check \"" + log + "\" --ignore \"^ECapeBadArgument\"", 0, ""},
+        {"check \"" + log + "\" --ignore \"bad basis$\" --warnings-fail", 1, ""},
+        {"check \"" + log + "\" --ignore \"(\"", 2, ""},
+        {"check \"" + log + "\" --format yaml", 2, ""},
+        {"check \"" + writeLogFile("check-clean.tlg", "<func name=\"A::B\" direc=\"in\" object=\"x\">\n</func>\n") + "\"", 0, ""},
+        {"check \"" + warningsOnly + "\"", 0, ""},
+        {"check \"" + warningsOnly + "\" --warnings-fail", 1, ""},
+        {"check \"" + whole + "\"", 1, "verdict: FAILED, 20 failing records"},
+        {"check \"" + cut + "\"", 2, "problem: the log is cut off at line "},
+        {"check \"" + viewertest::tempPath("check-none.tlg") + "\"", 2, "problem: no such file"},
+        {"check \"" + locked + "\"", 2, "problem: cannot be opened ("},
+        {"check \"" + writeLogFile("check-unclosed.tlg", "", false) + "\"", 2, "problem: the log is cut off"},
+        {"check \"" + nothing + "\"", 2, "problem: no XML document could be read from it"},
+        {"check \"" + foreign + "\"", 2, "problem: not a TARV64 call log: its outermost element is <html>"},
+        {"check \"" + writeLogFile("check-damaged.tlg", "<info value=\"a\"/>\n<info value=\"b\"></inf>\n") + "\"", 2,
+         "problem: the log is damaged"},
+    };
+    std::string out;
+    for (const Case& c : cases) {
+        EXPECT_EQ(tarvlog(c.arguments, out), c.exitCode) << c.arguments << "\n" << out;
+        EXPECT_NE(out.find(c.printed), std::string::npos) << c.arguments << "\n" << out;
+    }
+    CloseHandle(writer);
+
+    ASSERT_EQ(tarvlog("check \"" + log + "\" --format json", out), 1u) << out;
+    std::string escaped;
+    for (char ch : log) escaped += ch == '\\' ? std::string("\\\\") : std::string(1, ch);
+    EXPECT_EQ(withLog(out, escaped), testsupport::expectedText("viewer/check.json"));
+    const std::string junit = viewertest::tempPath("check-junit.xml");
+    ASSERT_EQ(tarvlog("check \"" + log + "\" --format junit --warnings-fail --output \"" + junit + "\"", out), 1u) << out;
+    EXPECT_EQ(withLog(testsupport::readFile(junit), log), testsupport::expectedText("viewer/check_junit.xml"));
 }

@@ -1,13 +1,13 @@
 // The viewer window as a user meets it: opened on its own thread, its real tree and list read back,
 // its commands sent as its menu and keys send them, its message boxes answered on the real dialogs.
 #include "viewer/outline.h"
-#include "viewer/sample_log.h"
-#include "viewer/screenshot.h"
 
 #include "host/module.h"
 #include "log/call_log.h"
 #include "log/log_file.h"
 #include "support/dialogs.h"
+#include "support/log_capture.h"
+#include "support/process.h"
 #include "viewer/view_log_dlg.h"
 #include "viewer_ids.h"
 
@@ -16,11 +16,13 @@
 #include <share.h>
 
 using testsupport::DialogAnswerer;
+using testsupport::waitForWindow;
 using viewertest::writeLogFile;
 
 namespace {
 
-// One record of each kind, two of them errors or warnings, and notes about interface queries.
+// One record of each kind, errors and warnings, notes about interface queries; the last note has
+// records inside it (a hand-made file).
 const char kSmallLog[] =
     "<info value=\"Ideal Alkanes: QueryInterface for unsupported interface ICapeThermoMaterial results E_NOINTERFACE\"/>\n"
     "<info value=\"TARV Logging started at November 14, 2026, 15:17\"/>\n"
@@ -35,30 +37,13 @@ const char kSmallLog[] =
     " </func>\n"
     " <error value=\"ECapeNoImplHR: not implemented\"/>\n"
     "</func>\n"
-    "<info value=\"Alpha\"/>\n";
+    "<info value=\"Alpha\"/>\n"
+    "<info value=\"QueryInterface\">\n<warning value=\"inside a note\"/>\n</info>\n";
 
 std::string nameOf(const std::string& path)
 {
     size_t slash = path.rfind('\\');
     return slash == std::string::npos || slash == 0 ? path : path.substr(slash + 1);
-}
-
-// The server's lock count, seen from this process.
-ULONG serverLocks()
-{
-    ULONG n = CoAddRefServerProcess();
-    CoReleaseServerProcess();
-    return n - 1;
-}
-
-HWND waitForWindow(const std::string& caption, bool visible = true)
-{
-    for (int i = 0; i < 1000; ++i) {
-        HWND w = FindWindowA("#32770", caption.c_str());
-        if (w && (!visible || IsWindowVisible(w))) return w;
-        Sleep(10);
-    }
-    return nullptr;
 }
 
 class ViewerWindow : public testing::Test {
@@ -67,31 +52,31 @@ protected:
     {
         if (!tarv::sharedImageList) tarv::createSharedImageList(GetModuleHandleA(nullptr));
     }
-
     void TearDown() override
     {
         if (window) close();
         for (const std::string& f : files) DeleteFileA(f.c_str());
     }
 
-    std::string log(const char* body, bool closed = true)
+    std::string log(const char* body)
     {
-        files.push_back(writeLogFile("window-" + std::to_string(files.size()) + ".tlg", body, closed));
+        files.push_back(writeLogFile("window-" + std::to_string(files.size()) + ".tlg", body));
         return files.back();
     }
-
-    // Opens a viewer on its own thread and waits until its window shows, filled.
-    void open(const std::string& path)
+    // Waits for the viewer of `path` (or of the title given) to show, filled.
+    void attach(const std::string& title)
     {
-        tarv::openLogViewer(path);
-        window = waitForWindow("Log file " + nameOf(path) + ":");
-        ASSERT_NE(window, nullptr) << path;
+        window = waitForWindow(title);
+        ASSERT_NE(window, nullptr) << title;
         tree = GetDlgItem(window, IDC_LOG_TREE);
         list = GetDlgItem(window, IDC_ERROR_LIST);
     }
-
-    // Escape, posted to the tree as a key press, reaches the window through the viewer's own loop
-    // and its keys.
+    void open(const std::string& path)
+    {
+        tarv::openLogViewer(path);
+        attach("Log file " + nameOf(path) + ":");
+    }
+    // Escape, posted to the tree, reaches the window through the viewer's own loop and its keys.
     void close()
     {
         PostMessageA(tree, WM_KEYDOWN, VK_ESCAPE, 0);
@@ -99,20 +84,17 @@ protected:
         EXPECT_FALSE(IsWindow(window));
         window = nullptr;
     }
-
-    // A key press posted to the tree, then a marker posted behind it (a scroll time nobody sees):
-    // posted messages are handled in order, so once the marker is set the key has been handled.
+    // A key posted to the tree, then a marker behind it (a scroll time nobody sees): posted
+    // messages are handled in order, so once the marker is set the key has been handled.
     void key(WPARAM virtualKey)
     {
         static UINT marker = 1;
         marker = marker % 99 + 1;   // the control keeps scroll times up to 100
         PostMessageA(tree, WM_KEYDOWN, virtualKey, 0);
         PostMessageA(tree, TVM_SETSCROLLTIME, marker, 0);
-        for (int i = 0; i < 1000 && SendMessageA(tree, TVM_GETSCROLLTIME, 0, 0) != static_cast<LRESULT>(marker); ++i)
-            Sleep(5);
+        for (int i = 0; i < 1000 && SendMessageA(tree, TVM_GETSCROLLTIME, 0, 0) != static_cast<LRESULT>(marker); ++i) Sleep(5);
     }
     void command(int id) { SendMessageA(window, WM_COMMAND, id, 0); }
-
     tarv::CViewLogDlg& viewer() { return *reinterpret_cast<tarv::CViewLogDlg*>(GetWindowLongPtrA(window, DWLP_USER)); }
 
     HTREEITEM related(UINT relation, HTREEITEM item = nullptr)
@@ -122,11 +104,8 @@ protected:
     std::string text(HTREEITEM item)
     {
         char buffer[1024] = "";
-        TVITEMA it{};
-        it.mask = TVIF_TEXT;
+        auto it = viewertest::asked<TVITEMA>(TVIF_TEXT, buffer);
         it.hItem = item;
-        it.pszText = buffer;
-        it.cchTextMax = sizeof buffer;
         if (!item || !SendMessageA(tree, TVM_GETITEMA, 0, reinterpret_cast<LPARAM>(&it))) return "<none>";
         return buffer;
     }
@@ -137,28 +116,21 @@ protected:
         for (HTREEITEM item = related(TVGN_ROOT); item;) {
             if (text(item) == wanted) return item;
             HTREEITEM next = related(TVGN_CHILD, item);
-            while (!next && item) {
-                next = related(TVGN_NEXT, item);
-                if (!next) item = related(TVGN_PARENT, item);
-            }
+            while (!next && item)
+                if (!(next = related(TVGN_NEXT, item))) item = related(TVGN_PARENT, item);
             item = next;
         }
         return nullptr;
     }
     void select(HTREEITEM item) { SendMessageA(tree, TVM_SELECTITEM, TVGN_CARET, reinterpret_cast<LPARAM>(item)); }
-
     int selectedRow() { return static_cast<int>(SendMessageA(list, LVM_GETNEXTITEM, static_cast<WPARAM>(-1), LVNI_SELECTED)); }
     std::string rowText(int row)
     {
         char buffer[1024] = "";
-        LVITEMA it{};
-        it.iSubItem = 0;
-        it.pszText = buffer;
-        it.cchTextMax = sizeof buffer;
+        auto it = viewertest::asked<LVITEMA>(LVIF_TEXT, buffer);
         SendMessageA(list, LVM_GETITEMTEXTA, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&it));
         return buffer;
     }
-
     // Whether a menu item shows gray when its menu opens.
     bool grayed(int menu, UINT id)
     {
@@ -168,35 +140,26 @@ protected:
     }
 
     std::vector<std::string> files;
-    HWND window = nullptr;
-    HWND tree = nullptr;
-    HWND list = nullptr;
+    HWND window = nullptr, tree = nullptr, list = nullptr;
 };
 
 } // namespace
 
-TEST_F(ViewerWindow, ShowsTheReadersTreeAndListHoldsTheServerAndLetsItGoOnEscape)
+TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldingTheServerUntilEscape)
 {
-    std::string path = viewertest::tempPath("sample.tlg");
-    files.push_back(path);
-    viewertest::writeSampleLog(path, 3, 3);
+    const std::string path = log(kSmallLog);
     viewertest::RecordingSink reader;
     tarv::parseLogFile(path, reader);
-
-    ULONG before = serverLocks();
+    const ULONG before = testsupport::serverLocks();
     open(path);
-    EXPECT_EQ(serverLocks(), before + 1);
+    EXPECT_EQ(testsupport::serverLocks(), before + 1);
     EXPECT_EQ(viewertest::controlsOutline(tree, list), reader.outline());
-
     char column[64] = "";
-    LVCOLUMNA c{};
-    c.mask = LVCF_TEXT;
-    c.pszText = column;
-    c.cchTextMax = sizeof column;
+    auto c = viewertest::asked<LVCOLUMNA>(LVCF_TEXT, column);
     SendMessageA(list, LVM_GETCOLUMNA, 0, reinterpret_cast<LPARAM>(&c));
     EXPECT_STREQ(column, "Errors");
-    EXPECT_EQ(SendMessageA(list, LVM_GETIMAGELIST, LVSIL_SMALL, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
-    EXPECT_EQ(SendMessageA(list, LVM_GETIMAGELIST, LVSIL_NORMAL, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
+    for (UINT which : {LVSIL_SMALL, LVSIL_NORMAL})
+        EXPECT_EQ(SendMessageA(list, LVM_GETIMAGELIST, which, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
     EXPECT_EQ(SendMessageA(tree, TVM_GETIMAGELIST, TVSIL_NORMAL, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
     EXPECT_NE(SendMessageA(window, WM_GETICON, ICON_BIG, 0), 0);
     EXPECT_NE(SendMessageA(window, WM_GETICON, ICON_SMALL, 0), 0);
@@ -210,100 +173,98 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeAndListHoldsTheServerAndLetsItGoOnEscape
     GetWindowRect(list, &l);
     MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&t), 2);
     MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&l), 2);
-    int treeHeight = (3 * client.bottom - 54) / 4;
-    EXPECT_EQ(t.left, 6);
-    EXPECT_EQ(t.top, 6);
-    EXPECT_EQ(t.right, client.right - 6);
-    EXPECT_EQ(t.bottom, 6 + treeHeight);
-    EXPECT_EQ(l.top, treeHeight + 12);
-    EXPECT_EQ(l.bottom, client.bottom - 6);
+    const int treeHeight = (3 * client.bottom - 54) / 4;
+    EXPECT_EQ(std::vector<LONG>({t.left, t.top, t.right, t.bottom, l.top, l.bottom}),
+              std::vector<LONG>({6, 6, client.right - 6, 6 + treeHeight, treeHeight + 12, client.bottom - 6}));
+
+    const char* parents[] = {"ICapeThermoPropertyRoutine::CalcSinglePhaseProp (Ideal Alkanes)", "props (type: VT_ARRAY|VT_BSTR)",
+                             "ICapeThermoMaterial::GetOverallProp (Stream 1)"};
+    auto expanded = [&](const char* item) {
+        return (SendMessageA(tree, TVM_GETITEMSTATE, reinterpret_cast<WPARAM>(find(item)), TVIS_EXPANDED) & TVIS_EXPANDED) != 0;
+    };
+    const LONG_PTR style = GetWindowLongPtrA(tree, GWL_STYLE);
+    command(ID_VIEW_EXPAND_ALL);
+    for (const char* p : parents) EXPECT_TRUE(expanded(p)) << p;
+    command(ID_VIEW_COLLAPSE_ALL);
+    for (const char* p : parents) EXPECT_FALSE(expanded(p)) << p;
+    EXPECT_EQ(GetWindowLongPtrA(tree, GWL_STYLE), style);
 
     // A row selected in the list selects its record in the tree.
-    SetWindowPos(window, nullptr, 0, 0, 760, 560, SWP_NOMOVE | SWP_NOZORDER);
     LVITEMA state{};
     state.state = state.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
-    SendMessageA(list, LVM_SETITEMSTATE, 2, reinterpret_cast<LPARAM>(&state));
-    EXPECT_EQ(selected(), rowText(2));
-    const char* dir = std::getenv("TARV64_SCREENSHOTS");
-    std::string picture = (dir ? std::string(dir) : viewertest::tempPath("")) + "\\viewer-error-selected.bmp";
-    EXPECT_TRUE(viewertest::saveWindowPicture(window, picture));
-    std::printf("screenshot: %s\n", picture.c_str());
-
-    close();
-    EXPECT_EQ(serverLocks(), before);
-}
-
-TEST_F(ViewerWindow, TheTitleNamesTheFileBehindTheLastBackslashAndAFileThatCannotBeReadLeavesAnEmptyWindow)
-{
-    struct Case {
-        const char* path;
-        const char* title;
-    } cases[] = {{"C:\\no such folder\\gone.tlg", "Log file gone.tlg:"},
-                 {"gone.tlg", "Log file gone.tlg:"},
-                 {"\\gone.tlg", "Log file \\gone.tlg:"}};
-    for (const Case& c : cases) {
-        DialogAnswerer error("File error:", IDOK);
-        tarv::openLogViewer(c.path);
-        ASSERT_TRUE(error.wait());
-        EXPECT_EQ(error.seen()[0].text.rfind(std::string("Failed to open \"") + c.path + "\" for reading: ", 0), 0u);
-        window = waitForWindow(c.title);
-        ASSERT_NE(window, nullptr) << c.title;
-        tree = GetDlgItem(window, IDC_LOG_TREE);
-        list = GetDlgItem(window, IDC_ERROR_LIST);
-        EXPECT_EQ(viewertest::controlsOutline(tree, list), "");
-        EXPECT_TRUE(grayed(1, ID_SEARCH_NEXT_ERROR));
-        key(VK_F4);
-        EXPECT_EQ(selectedRow(), -1);
-        close();
-    }
-}
-
-TEST_F(ViewerWindow, ACutOffLogIsToldAndShowsWhatWasRead)
-{
-    DialogAnswerer parserMessages("Parse error: ", IDOK, 20);
-    DialogAnswerer failure("Parse Error:", IDOK);
-    std::string path = log("<info value=\"before\"/>\n<func name=\"I::M\" direc=\"in\" object=\"P\">\n<info value=\"last\"/>\n", false);
-    open(path);
-    ASSERT_TRUE(failure.wait());
-    EXPECT_EQ(failure.seen()[0].text, "XML parse error in \"" + path + "\"");
-    ASSERT_FALSE(parserMessages.seen().empty());
-    EXPECT_EQ(parserMessages.seen()[0].text.rfind("Parse error in \"" + path + "\", line ", 0), 0u);
-    EXPECT_EQ(viewertest::controlsOutline(tree, list), "2 before\n4 I::M (P) +\n  2 last\n");
-}
-
-TEST_F(ViewerWindow, NextErrorWalksTheRowsInDocumentOrderAndRoundAgain)
-{
-    open(log(kSmallLog));
+    SendMessageA(list, LVM_SETITEMSTATE, 1, reinterpret_cast<LPARAM>(&state));
+    EXPECT_EQ(selected(), rowText(1));
+    // F4 goes on from the selected row, not from the tree's selection, round again; the tree follows.
     EXPECT_FALSE(grayed(1, ID_SEARCH_NEXT_ERROR));
     select(find("Alpha"));
-    // F4 goes on from the selected row, not from the tree's selection, and the tree follows.
-    for (int expected : {0, 1, 0}) {
+    for (int expected : {2, 0, 1}) {
         key(VK_F4);
         EXPECT_EQ(selectedRow(), expected);
         EXPECT_EQ(selected(), rowText(expected));
     }
+
+    // Removing the notes takes the warning inside the last one with it, and leaves its row
+    // without a record: F4 onto that row leaves the tree where it was.
+    EXPECT_FALSE(grayed(0, ID_VIEW_REMOVE_QUERIES));
+    command(ID_VIEW_REMOVE_QUERIES);
+    EXPECT_EQ(viewertest::controlsOutline(tree, list), testsupport::expectedText("viewer/queries_removed.txt"));
+    EXPECT_TRUE(grayed(0, ID_VIEW_REMOVE_QUERIES));
+    for (int i = 0; i < 3 && selectedRow() != 2; ++i) key(VK_F4);
+    EXPECT_EQ(selectedRow(), 2);
+    EXPECT_EQ(selected(), "ECapeNoImplHR: not implemented");
+
+    close();
+    EXPECT_EQ(testsupport::serverLocks(), before);
 }
 
-TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndSaysWhenThereIsNone)
+TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndItsDialogRefusesAnEmptyString)
 {
     open(log("<info value=\"Alpha\"/>\n<func name=\"I::M\" direc=\"in\" object=\"Beta\">\n<info value=\"alpha two\"/>\n"
              "<error value=\"ALPHA three\"/>\n</func>\n<info value=\"omega\"/>\n"));
-    EXPECT_TRUE(grayed(1, ID_SEARCH_FIND_NEXT));
-    EXPECT_TRUE(grayed(1, ID_SEARCH_FIND_PREVIOUS));
     for (auto [id, caption] : {std::pair{ID_SEARCH_FIND_NEXT, "Find next:"}, {ID_SEARCH_FIND_PREVIOUS, "Find previous:"}}) {
+        EXPECT_TRUE(grayed(1, id));
         DialogAnswerer none(caption, IDOK);
         command(id);
         ASSERT_TRUE(none.wait());
         EXPECT_EQ(none.seen()[0].text, "No previous search string.");
         EXPECT_EQ(none.seen()[0].icon, static_cast<UINT>(MB_ICONERROR));
     }
+    // The search dialog: OK with an empty field shows a box of the same caption and stays open.
+    select(find("Alpha"));
+    PostMessageA(window, WM_COMMAND, ID_SEARCH_FIND, 0);
+    HWND dialog = waitForWindow("Search:");
+    ASSERT_NE(dialog, nullptr);
+    EXPECT_EQ(IsDlgButtonChecked(dialog, IDC_IGNORE_CASE), BST_CHECKED);
+    EXPECT_EQ(IsDlgButtonChecked(dialog, IDC_WHOLE_ITEM), BST_UNCHECKED);
+    SetDlgItemTextA(dialog, IDC_SEARCH_TEXT, "");
+    PostMessageA(dialog, WM_COMMAND, IDOK, 0);
+    HWND box = nullptr;
+    for (int i = 0; i < 500 && !box; ++i, Sleep(10))
+        for (HWND w = FindWindowA(nullptr, "Search:"); w && !box; w = FindWindowExA(nullptr, w, nullptr, "Search:"))
+            if (w != dialog && IsWindowVisible(w)) box = w;
+    ASSERT_NE(box, nullptr);
+    char boxText[256] = "";
+    GetDlgItemTextA(box, 0xFFFF, boxText, sizeof boxText);
+    EXPECT_STREQ(boxText, "Search string cannot be empty");
+    PostMessageA(box, WM_COMMAND, IDOK, 0);
+    for (int i = 0; i < 500 && IsWindow(box); ++i) Sleep(10);
+    EXPECT_TRUE(IsWindow(dialog));
+    // Whole items, case ignored: past "alpha two" and round to the selected item itself.
+    SetDlgItemTextA(dialog, IDC_SEARCH_TEXT, "ALPHA");
+    CheckDlgButton(dialog, IDC_WHOLE_ITEM, BST_CHECKED);
+    PostMessageA(dialog, WM_COMMAND, IDOK, 0);
+    for (int i = 0; i < 500 && IsWindow(dialog); ++i) Sleep(10);
+    SendMessageA(window, WM_NULL, 0, 0);
+    EXPECT_EQ(selected(), "Alpha");
+    const tarv::CViewLogDlg& v = viewer();
+    EXPECT_EQ(std::vector<int>({v.searchIgnoreCase, v.searchWholeItem, v.searchForward}), std::vector<int>({1, 1, 1}));
+    EXPECT_EQ(v.searchText, "ALPHA");
 
     struct Case {
         const char* selection;   // null: nothing selected
         int forward;
         const char* text;
-        int ignoreCase;
-        int wholeItem;
+        int ignoreCase, wholeItem;
         const char* found;       // null: not found, the selection stays
     } cases[] = {
         {nullptr, 1, "Alpha", 0, 0, "Alpha"},          // forward without a selection: the first item first
@@ -317,17 +278,15 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndSaysWhenThereIsNone)
         {"omega", 1, "Alpha", 0, 1, "Alpha"},
         {"omega", 1, "Alph", 0, 1, nullptr},           // a part of a text is not the whole item
         {"Alpha", 1, "OMEGA", 0, 0, nullptr},
-        {"Alpha", 1, "Zeta", 1, 0, nullptr},
     };
     for (const Case& c : cases) {
-        std::string name = std::string(c.text) + (c.forward ? " forward from " : " backward from ") +
-                           (c.selection ? c.selection : "no selection");
+        const std::string name = std::string(c.text) + (c.forward ? " forward from " : " backward from ") +
+                                 (c.selection ? c.selection : "no selection");
         select(c.selection ? find(c.selection) : nullptr);
         ASSERT_EQ(selected(), c.selection ? c.selection : "<none>") << name;
-        tarv::CViewLogDlg& v = viewer();
-        v.searchText = c.text;
-        v.searchIgnoreCase = c.ignoreCase;
-        v.searchWholeItem = c.wholeItem;
+        viewer().searchText = c.text;
+        viewer().searchIgnoreCase = c.ignoreCase;
+        viewer().searchWholeItem = c.wholeItem;
         DialogAnswerer notFound("Search tree:", IDOK);
         command(c.forward ? ID_SEARCH_FIND_NEXT : ID_SEARCH_FIND_PREVIOUS);
         if (c.found) {
@@ -344,90 +303,23 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndSaysWhenThereIsNone)
     EXPECT_FALSE(grayed(1, ID_SEARCH_FIND_PREVIOUS));
 }
 
-TEST_F(ViewerWindow, TheSearchDialogTakesAStringAndItsOptionsAndRefusesAnEmptyOne)
+TEST_F(ViewerWindow, AFileThatCannotBeReadLeavesAnEmptyWindowTitledByTheNameAfterTheLastBackslash)
 {
-    open(log("<info value=\"Alpha\"/>\n<info value=\"alpha two\"/>\n"));
-    tarv::CViewLogDlg& v = viewer();
-    select(find("Alpha"));
-    PostMessageA(window, WM_COMMAND, ID_SEARCH_FIND, 0);
-    HWND dialog = waitForWindow("Search:");
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(IsDlgButtonChecked(dialog, IDC_IGNORE_CASE), BST_CHECKED);
-    EXPECT_EQ(IsDlgButtonChecked(dialog, IDC_WHOLE_ITEM), BST_UNCHECKED);
-
-    // OK with an empty field: a box of the same caption, and the dialog stays.
-    PostMessageA(dialog, WM_COMMAND, IDOK, 0);
-    HWND box = nullptr;
-    for (int i = 0; i < 500 && !box; ++i, Sleep(10))
-        for (HWND w = FindWindowA(nullptr, "Search:"); w && !box; w = FindWindowExA(nullptr, w, nullptr, "Search:"))
-            if (w != dialog && IsWindowVisible(w)) box = w;
-    ASSERT_NE(box, nullptr);
-    char boxText[256] = "";
-    GetDlgItemTextA(box, 0xFFFF, boxText, sizeof boxText);
-    EXPECT_STREQ(boxText, "Search string cannot be empty");
-    PostMessageA(box, WM_COMMAND, IDOK, 0);
-    for (int i = 0; i < 500 && IsWindow(box); ++i) Sleep(10);
-    EXPECT_TRUE(IsWindow(dialog));
-
-    // Whole items, case ignored: past "alpha two" and round to the selected item itself.
-    SetDlgItemTextA(dialog, IDC_SEARCH_TEXT, "ALPHA");
-    CheckDlgButton(dialog, IDC_WHOLE_ITEM, BST_CHECKED);
-    PostMessageA(dialog, WM_COMMAND, IDOK, 0);
-    for (int i = 0; i < 500 && IsWindow(dialog); ++i) Sleep(10);
-    SendMessageA(window, WM_NULL, 0, 0);
-    EXPECT_EQ(selected(), "Alpha");
-    EXPECT_EQ(v.searchText, "ALPHA");
-    EXPECT_EQ(v.searchIgnoreCase, 1);
-    EXPECT_EQ(v.searchWholeItem, 1);
-    EXPECT_EQ(v.searchForward, 1);
-}
-
-TEST_F(ViewerWindow, RemovingQueryInterfaceNotesDeletesOnlyThoseInfoRecordsOnce)
-{
-    // The first item is such a note. The last note has records inside it (a hand-made file): its warning goes with it, and the
-    // warning's row is left without a record.
-    std::string body = std::string(kSmallLog) +
-                       "<info value=\"QueryInterface\">\n<warning value=\"inside a note\"/>\n</info>\n";
-    open(log(body.c_str()));
-    EXPECT_FALSE(grayed(0, ID_VIEW_REMOVE_QUERIES));
-    command(ID_VIEW_REMOVE_QUERIES);
-    EXPECT_EQ(viewertest::controlsOutline(tree, list),
-              "2 TARV Logging started at November 14, 2026, 15:17\n"
-              "4 ICapeThermoPropertyRoutine::CalcSinglePhaseProp (Ideal Alkanes) +\n"
-              "  6 props (type: VT_ARRAY|VT_BSTR) +\n"
-              "    2 Lower bound: 0\n"
-              "    8 \"enthalpy\"\n"
-              "  5 ICapeThermoMaterial::GetOverallProp (Stream 1) +\n"
-              "    10 ICapeThermoMaterial::GetOverallProp: QueryInterface not returning supported interface\n"
-              "  3 ECapeNoImplHR: not implemented\n"
-              "2 Alpha\n"
-              "row 10 ICapeThermoMaterial::GetOverallProp: QueryInterface not returning supported interface -> #7\n"
-              "row 3 ECapeNoImplHR: not implemented -> #8\n"
-              "row 10 inside a note -> #0\n");
-    EXPECT_TRUE(grayed(0, ID_VIEW_REMOVE_QUERIES));
-    select(find("Alpha"));
-    key(VK_F4);
-    key(VK_F4);
-    key(VK_F4);   // the row without a record: the tree stays where it was
-    EXPECT_EQ(selectedRow(), 2);
-    EXPECT_EQ(selected(), "ECapeNoImplHR: not implemented");
-}
-
-TEST_F(ViewerWindow, ExpandAllOpensEveryParentAndCollapseAllClosesThem)
-{
-    open(log(kSmallLog));
-    auto expanded = [&](const char* item) {
-        return (SendMessageA(tree, TVM_GETITEMSTATE, reinterpret_cast<WPARAM>(find(item)), TVIS_EXPANDED) &
-                TVIS_EXPANDED) != 0;
-    };
-    const char* parents[] = {"ICapeThermoPropertyRoutine::CalcSinglePhaseProp (Ideal Alkanes)",
-                             "props (type: VT_ARRAY|VT_BSTR)", "ICapeThermoMaterial::GetOverallProp (Stream 1)"};
-    LONG_PTR style = GetWindowLongPtrA(tree, GWL_STYLE);
-    command(ID_VIEW_EXPAND_ALL);
-    for (const char* p : parents) EXPECT_TRUE(expanded(p)) << p;
-    command(ID_VIEW_COLLAPSE_ALL);
-    for (const char* p : parents) EXPECT_FALSE(expanded(p)) << p;
-    EXPECT_EQ(GetWindowLongPtrA(tree, GWL_STYLE), style);
+    const std::pair<const char*, const char*> cases[] = {{"C:\\no such folder\\gone.tlg", "Log file gone.tlg:"},
+                                                         {"gone.tlg", "Log file gone.tlg:"},
+                                                         {"\\gone.tlg", "Log file \\gone.tlg:"}};
+    for (auto [path, title] : cases) {
+        DialogAnswerer error("File error:", IDOK);
+        tarv::openLogViewer(path);
+        ASSERT_TRUE(error.wait());
+        EXPECT_EQ(error.seen()[0].text.rfind(std::string("Failed to open \"") + path + "\" for reading: ", 0), 0u);
+        attach(title);
+        EXPECT_EQ(viewertest::controlsOutline(tree, list), "");
+        EXPECT_TRUE(grayed(1, ID_SEARCH_NEXT_ERROR));
+        key(VK_F4);
+        EXPECT_EQ(selectedRow(), -1);
+        close();
+    }
 }
 
 TEST_F(ViewerWindow, YesToTheClosingPromptOpensTheLog)
@@ -443,10 +335,7 @@ TEST_F(ViewerWindow, YesToTheClosingPromptOpensTheLog)
     log->release();
     tarv::CallLog::setCloseHook(nullptr);
     ASSERT_TRUE(yes.wait());
-    window = waitForWindow("Log file " + nameOf(path) + ":");
-    ASSERT_NE(window, nullptr);
-    tree = GetDlgItem(window, IDC_LOG_TREE);
-    list = GetDlgItem(window, IDC_ERROR_LIST);
+    attach("Log file " + nameOf(path) + ":");
     EXPECT_EQ(SendMessageA(list, LVM_GETITEMCOUNT, 0, 0), 1);
     EXPECT_EQ(rowText(0), "the one error");
 }
@@ -461,7 +350,7 @@ TEST(ViewerProcess, ALogPathOnTheCommandLineShowsItAndTheServerEndsWithItsWindow
     ASSERT_TRUE(CreateProcessA(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
     HWND window = waitForWindow("Log file " + nameOf(path) + ":");
     ASSERT_NE(window, nullptr);
-    EXPECT_EQ(SendMessageA(GetDlgItem(window, IDC_LOG_TREE), TVM_GETCOUNT, 0, 0), 11);
+    EXPECT_EQ(SendMessageA(GetDlgItem(window, IDC_LOG_TREE), TVM_GETCOUNT, 0, 0), 13);
     EXPECT_EQ(WaitForSingleObject(pi.hProcess, 300), static_cast<DWORD>(WAIT_TIMEOUT)) << "ended with its window open";
     PostMessageA(window, WM_COMMAND, ID_VIEW_CLOSE, 0);
     EXPECT_EQ(WaitForSingleObject(pi.hProcess, 10000), static_cast<DWORD>(WAIT_OBJECT_0));
