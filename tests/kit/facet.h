@@ -57,7 +57,8 @@ struct InterfaceEntry {
     std::unique_ptr<FacetBase> (*make)(Object& owner, const char* name);
 };
 
-// Every interface the kit implements, in allInterfaces() order.
+// Every interface the kit implements, in the order of the CAPE-OPEN library, then the stream
+// persistence interfaces.
 const std::vector<InterfaceEntry>& interfaceTable();
 const InterfaceEntry* findInterface(REFIID iid);
 

@@ -3,26 +3,18 @@
 // behaviour, standing in for the foreign components that the server wraps.
 //
 //   auto mat = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
-//   mat->on(&ICapeThermoMaterial::GetOverallProp, [](BSTR prop, BSTR basis, VARIANT* results) {
-//       VariantClear(results);
-//       tarv::makeDoubleArray({300.0}).detachTo(results);
-//       return S_OK;
-//   });
+//   mat->on(&ICapeThermoMaterial::GetOverallProp, [](BSTR prop, BSTR basis, VARIANT* results) { ... });
 //   mat->returns(&ICapeThermoMaterial::CreateMaterial, otherKitObject);   // a getter's answer
 //   mat->fail(&ICapeThermoMaterial::SetOverallProp, ECapeNoImplHR).errorDescription(L"read only");
 //   mat->fault(&ICapeThermoMaterial::ClearAllProps, kit::Fault::AccessViolation);
-//   codeUnderTest(mat->ptr<ICapeThermoMaterial>());
 //   EXPECT_EQ(mat->calls(), (kit::Calls{"ICapeThermoMaterial::GetOverallProp"}));
 //
-// An object exposes exactly the interfaces chosen at creation. Each interface is a facet of its
-// own (own vtable, IDispatch from the type library, reference count and QueryInterface of the
-// object), so methods of the same name in two interfaces stay two methods. A script is keyed by
-// its member-function pointer and typed by it; a method without a script returns S_OK and leaves
-// its out-arguments alone, except ICapeIdentification, which answers and stores the object's name
-// and description. Objects belong to one apartment: nothing here is synchronised.
-//
-// Scripts that call back into other objects capture pointers to them; a script that holds an
-// owning pointer to its own object keeps that object alive for ever.
+// An object exposes exactly the interfaces chosen at creation, each a facet of its own (own vtable,
+// IDispatch from the type library; the object's reference count and QueryInterface), so methods
+// of the same name in two interfaces stay two methods. A script is keyed and typed by its member
+// pointer; a method without one returns S_OK and leaves its out-arguments alone, except
+// ICapeIdentification, which answers and stores the object's name and description. Objects
+// belong to one apartment. A script holding an owning pointer to its own object keeps it alive.
 #include "capeopen.h"
 #include "com/com_ptr.h"
 #include "com/variant.h"
@@ -49,11 +41,10 @@ using Calls = std::vector<std::string>;
 // A crash or exception raised inside a component's method, for tests of the exception barrier.
 class Fault {
 public:
-    enum class Kind { AccessViolation, IntDivideByZero, StackOverflow, ThrowText, ThrowInt };
+    enum class Kind { AccessViolation, IntDivideByZero, ThrowText, ThrowInt };
 
     static const Fault AccessViolation;   // reads through a null pointer
     static const Fault IntDivideByZero;   // integer division by a zero only known at run time
-    static const Fault StackOverflow;     // recursion until the stack's guard page is hit
     // Throws the text as a const char*, as g++'s `throw "text"` does.
     static Fault ThrowText(std::string text);
     static Fault ThrowInt(int value = 42);
@@ -73,15 +64,6 @@ private:
 
 inline const Fault Fault::AccessViolation{Fault::Kind::AccessViolation};
 inline const Fault Fault::IntDivideByZero{Fault::Kind::IntDivideByZero};
-inline const Fault Fault::StackOverflow{Fault::Kind::StackOverflow};
-
-// The interfaces the kit implements, in the order of the CAPE-OPEN library, then IPersistStreamInit
-// and IPersistStream.
-const std::vector<IID>& allInterfaces();
-// The 27 ECape* error interfaces.
-const std::vector<IID>& errorInterfaces();
-// The interface's name as it appears in calls(), or an empty string when the kit lacks it.
-std::string interfaceName(REFIID iid);
 
 namespace detail {
 
@@ -242,8 +224,6 @@ public:
 
     const std::wstring& name() const noexcept { return name_; }
     void setName(std::wstring name) { name_ = std::move(name); }
-    const std::wstring& description() const noexcept { return description_; }
-    void setDescription(std::wstring d) { description_ = std::move(d); }
 
     // The calls received, in order, as "Interface::Method" (C++ names: get_ComponentName).
     const Calls& calls() const noexcept { return calls_; }
@@ -261,7 +241,6 @@ public:
     I* ptr() const noexcept { return static_cast<I*>(find(__uuidof(I))); }
     template <class I>
     tarv::ComPtr<I> as() const noexcept { return tarv::ComPtr<I>(ptr<I>()); }
-    bool exposes(REFIID iid) const noexcept { return find(iid) != nullptr; }
 
     // Objects of this module alive now (for DllCanUnloadNow and leak checks).
     static LONG liveCount() noexcept;
