@@ -35,19 +35,10 @@ typedef int (*FaultRunFn)(int kind, int* out);
 typedef long (*FaultSentinelCountFn)(void);
 // Does nothing worth mentioning: the cheapest foreign call, for timing.
 typedef int (*FaultNopFn)(int x);
-// A COM-shaped object with the vtable of the dual interface ICapeIdentification. get_ComponentName
-// runs fault_run(mode) first and hands out its name only if that came back; the other methods
-// behave. Reference count 1 on return.
-typedef long (*FaultCreateIdentificationFn)(int mode, void** object);
-// Changes the mode of an object made by fault_create_identification.
-typedef void (*FaultSetIdentificationModeFn)(void* object, int mode);
-
 #define FAULT_EXPORTS(X)                                          \
     X(FaultRunFn, fault_run)                                      \
     X(FaultSentinelCountFn, fault_sentinel_count)                 \
-    X(FaultNopFn, fault_nop)                                      \
-    X(FaultCreateIdentificationFn, fault_create_identification)   \
-    X(FaultSetIdentificationModeFn, fault_set_identification_mode)
+    X(FaultNopFn, fault_nop)
 
 #ifdef __cplusplus
 }
