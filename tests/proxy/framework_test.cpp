@@ -4,17 +4,18 @@
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/kit.h"
+#include "log/golden.h"
 #include "proxy/test_proxies.h"
 #include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 
 using kit::Object;
 using tarv::Bstr;
 using tarv::ComPtr;
-using testproxy::TestExposed;
 using testproxy::TestProxy;
 using testsupport::LogCapture;
 using testsupport::occurrences;
@@ -41,47 +42,68 @@ ULONG serverLocks()
     return n - 1;
 }
 
-const char* const kNotCreated = R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Kit object">
- <arg name="message" direc="in" type="string">
-  <argval value="&quot;hi&quot;"/>
- </arg>
- <error value="object not created"/>
-</func>
-)";
+std::string golden(const std::string& name)
+{
+    return testdata::golden("proxy.txt", name);
+}
+
+bool has(const std::string& text, const std::string& part)
+{
+    return text.find(part) != std::string::npos;
+}
 
 } // namespace
 
-// --- The method template -------------------------------------------------------------------------
+// --- The method template and the identification family -----------------------------------------
 
-TEST(MethodTemplate, ForwardsAndLogsArgumentsInBothDirections)
+TEST(MethodTemplate, EachOutcomeIsLoggedAsItHappened)
 {
-    LogCapture capture;
-    auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
-    kitObject->returns(&ICapeCOSEUtilities::get_NamedValue, tarv::Variant::fromDouble(2.5));
-    auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
-    tarv::Variant value;
-    ASSERT_EQ(proxy->get_NamedValue(Bstr(L"T").get(), value.put()), S_OK);
-    EXPECT_EQ(value.get().dblVal, 2.5);
-    EXPECT_EQ(capture.records(), R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
- <arg name="name" direc="in" type="string">
-  <argval value="&quot;T&quot;"/>
- </arg>
- <arg name="NamedValue" direc="out" type="VT_R8">
-  <argval value="2.5"/>
- </arg>
-</func>
-)");
-}
-
-TEST(MethodTemplate, RefusesWithoutForeignObjectAndClosesTheRecordWithSuccess)
-{
-    LogCapture capture;
-    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
-    auto proxy = proxyOf(kitObject.get(), capture);
-    impl(proxy.get())->releaseInterfaces();
-    EXPECT_EQ(proxy->LogMessage(Bstr(L"hi").get()), E_UNEXPECTED);
-    EXPECT_EQ(capture.records(), kNotCreated);
-    EXPECT_EQ(kitObject->callCount("ICapeDiagnostic::LogMessage"), 0u);
+    struct Row {
+        const char* golden;
+        int readOnly;
+        std::function<void(Object&, IUnknown* proxy)> prepare;
+        std::function<HRESULT(IUnknown* proxy)> call;
+        HRESULT hr;
+        const char* method;   // the foreign method the call reaches `times` times
+        size_t times;
+    } rows[] = {
+        {"forwards", 0, [](Object& o, IUnknown*) {
+             o.returns(&ICapeCOSEUtilities::get_NamedValue, tarv::Variant::fromDouble(2.5));
+         }, [](IUnknown* p) {
+             tarv::Variant value;
+             HRESULT hr = ComPtr<IUnknown>(p).query<ICapeCOSEUtilities>()->get_NamedValue(Bstr(L"T").get(), value.put());
+             EXPECT_EQ(value.get().dblVal, 2.5);
+             return hr;
+         }, S_OK, "ICapeCOSEUtilities::get_NamedValue", 1},
+        {"not created", 0, [](Object&, IUnknown* p) { impl(p)->releaseInterfaces(); },
+         [](IUnknown* p) { return impl(p)->LogMessage(Bstr(L"hi").get()); }, E_UNEXPECTED, "ICapeDiagnostic::LogMessage", 0},
+        {"read-only", 1, [](Object&, IUnknown*) {}, [](IUnknown* p) { return impl(p)->PopUpMessage(Bstr(L"x").get()); },
+         S_OK, "ICapeDiagnostic::PopUpMessage", 1},
+        {"foreign failure", 0, [](Object& o, IUnknown*) {
+             o.fail(&ICapeCOSEUtilities::get_NamedValueList, ECapeNoImplHR).errorDescription(L"no named values here");
+         }, [](IUnknown* p) {
+             tarv::Variant names;
+             return ComPtr<IUnknown>(p).query<ICapeCOSEUtilities>()->get_NamedValueList(names.put());
+         }, HRESULT(ECapeNoImplHR), "ICapeCOSEUtilities::get_NamedValueList", 1},
+        // An emptied proxy still answers its name, with an error.
+        {"emptied name", 0, [](Object&, IUnknown* p) { impl(p)->releaseInterfaces(); }, [](IUnknown* p) {
+             Bstr name;
+             HRESULT hr = impl(p)->get_ComponentName(name.put());   // no longer answered by a query
+             EXPECT_EQ(name.wide(), L"Uninitialized object");
+             return hr;
+         }, S_OK, "ICapeIdentification::get_ComponentName", 0},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.golden);
+        LogCapture capture;
+        auto kitObject = Object::create<ICapeDiagnostic, ICapeCOSEUtilities, ECapeUser, ICapeIdentification>();
+        auto proxy = proxyOf(kitObject.get(), capture, row.readOnly);
+        row.prepare(*kitObject.get(), proxy.get());
+        kitObject->clearCalls();
+        EXPECT_EQ(row.call(proxy.get()), row.hr);
+        EXPECT_EQ(capture.records(), golden(row.golden));
+        EXPECT_EQ(kitObject->callCount(row.method), row.times);
+    }
 }
 
 TEST(MethodTemplate, MissingInterfaceWarnsAndIsAskedForAgainNextTime)
@@ -89,64 +111,13 @@ TEST(MethodTemplate, MissingInterfaceWarnsAndIsAskedForAgainNextTime)
     LogCapture capture;
     auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
     ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
-    // The proxy's default face is its ICapeDiagnostic, which the foreign object lacks.
-    ICapeDiagnostic* diagnostic = static_cast<ICapeDiagnostic*>(proxy.get());
     kitObject->clearQueries();
-    EXPECT_EQ(diagnostic->LogMessage(Bstr(L"a").get()), E_NOINTERFACE);
-    EXPECT_EQ(diagnostic->LogMessage(Bstr(L"b").get()), E_NOINTERFACE);
+    EXPECT_EQ(impl(proxy.get())->LogMessage(Bstr(L"a").get()), E_NOINTERFACE);
+    EXPECT_EQ(impl(proxy.get())->LogMessage(Bstr(L"b").get()), E_NOINTERFACE);
     EXPECT_EQ(occurrences(capture.records(), "<warning value=\"Interface not exposed by object\"/>"), 2u);
     EXPECT_EQ(occurrences(capture.records(), "</func>"), 2u);
-    size_t asked = 0;
-    for (const IID& iid : kitObject->queries()) asked += iid == IID_ICapeDiagnostic;
-    EXPECT_EQ(asked, 2u);
+    EXPECT_EQ(std::count(kitObject->queries().begin(), kitObject->queries().end(), IID_ICapeDiagnostic), 2);
 }
-
-TEST(MethodTemplate, ReadOnlyIsReportedAndTheCallStillReachesTheObject)
-{
-    LogCapture capture;
-    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
-    auto proxy = proxyOf(kitObject.get(), capture, 1);
-    EXPECT_EQ(proxy->PopUpMessage(Bstr(L"x").get()), S_OK);
-    EXPECT_EQ(kitObject->callCount("ICapeDiagnostic::PopUpMessage"), 1u);
-    EXPECT_EQ(capture.records(), R"(<func name="ICapeDiagnostic::PopUpMessage" direc="out" object="Kit object">
- <error value="This object should be considered read-only"/>
- <arg name="message" direc="in" type="string">
-  <argval value="&quot;x&quot;"/>
- </arg>
-</func>
-)");
-}
-
-TEST(MethodTemplate, ForeignFailurePassesThroughWithItsDescriptionAndNoOutArguments)
-{
-    LogCapture capture;
-    auto kitObject = Object::create<ICapeCOSEUtilities, ECapeUser, ICapeIdentification>();
-    kitObject->fail(&ICapeCOSEUtilities::get_NamedValueList, static_cast<HRESULT>(0x80040509))
-        .errorDescription(L"no named values here");
-    auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
-    tarv::Variant names;
-    EXPECT_EQ(proxy->get_NamedValueList(names.put()), static_cast<HRESULT>(0x80040509));
-    EXPECT_EQ(capture.records(), R"(<func name="ICapeCOSEUtilities::get_NamedValueList" direc="out" object="Kit object">
- <error value="ECapeNoImplHR: no named values here"/>
-</func>
-)");
-}
-
-TEST(MethodTemplate, EveryProxyHoldsOneServerLockForItsLife)
-{
-    LogCapture capture;
-    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
-    ULONG before = serverLocks();
-    {
-        auto a = proxyOf(kitObject.get(), capture);
-        auto b = proxyOf(kitObject.get(), capture);
-        EXPECT_EQ(serverLocks(), before + 2);
-    }
-    EXPECT_EQ(serverLocks(), before);
-    EXPECT_EQ(kitObject->refCount(), 1u);
-}
-
-// --- The error and identification families -------------------------------------------------------
 
 TEST(ErrorInterfaces, GettersForwardTheLiveErrorStateAndTheBoundsUseTheirMethodNames)
 {
@@ -154,8 +125,7 @@ TEST(ErrorInterfaces, GettersForwardTheLiveErrorStateAndTheBoundsUseTheirMethodN
     auto kitObject = Object::create<ECapeBoundaries, ECapeBadCOParameter, ECapeUser, ICapeIdentification>();
     auto parameter = Object::create<ICapeParameter>();
     kitObject->returns(&ECapeBoundaries::get_LowerBound, 1.5)
-        .returns(&ECapeBadCOParameter::get_parameter, parameter->ptr<ICapeParameter>())
-        .returns(&ECapeUser::get_code, 7L);
+        .returns(&ECapeBadCOParameter::get_parameter, parameter->ptr<ICapeParameter>());
     auto proxy = proxyOf<ECapeBoundaries>(kitObject.get(), capture);
     double lower = 0;
     ASSERT_EQ(proxy->get_LowerBound(&lower), S_OK);
@@ -164,32 +134,9 @@ TEST(ErrorInterfaces, GettersForwardTheLiveErrorStateAndTheBoundsUseTheirMethodN
     ASSERT_EQ(proxy.query<ECapeBadCOParameter>()->get_parameter(raw.put()), S_OK);
     // The parameter of the error comes back raw: no proxy, no name asked.
     EXPECT_EQ(raw.get(), static_cast<IDispatch*>(parameter->ptr<ICapeParameter>()));
-    LONG code = 0;
-    ASSERT_EQ(proxy.query<ECapeUser>()->get_code(&code), S_OK);
-    EXPECT_EQ(code, 7);
     std::string records = capture.records();
-    EXPECT_NE(records.find(R"(<arg name="get_LowerBound" direc="out" type="double">)"), std::string::npos) << records;
-    EXPECT_NE(records.find(R"(<func name="ECapeBadCOParameter::get_parameter" direc="out" object="Kit object">)"),
-              std::string::npos);
-    EXPECT_NE(records.find(R"(<func name="ECapeUser::get_code" direc="out" object="Kit object">)"), std::string::npos);
-}
-
-TEST(Identification, EmptiedProxyStillAnswersItsNameWithAnError)
-{
-    LogCapture capture;
-    auto kitObject = Object::create<ICapeDiagnostic, ICapeIdentification>();
-    auto proxy = proxyOf<ICapeIdentification>(kitObject.get(), capture);
-    impl(proxy.query<ICapeDiagnostic>().get())->releaseInterfaces();
-    Bstr name;
-    EXPECT_EQ(proxy->get_ComponentName(name.put()), S_OK);
-    EXPECT_EQ(name.wide(), L"Uninitialized object");
-    EXPECT_EQ(capture.records(), R"(<func name="ICapeIdentification::get_ComponentName" direc="out" object="Kit object">
- <error value="Object is not created or initialized"/>
- <arg name="name" direc="out" type="string">
-  <argval value="&quot;Uninitialized object&quot;"/>
- </arg>
-</func>
-)");
+    EXPECT_TRUE(has(records, R"(<arg name="get_LowerBound" direc="out" type="double">)")) << records;
+    EXPECT_TRUE(has(records, R"(<func name="ECapeBadCOParameter::get_parameter" direc="out" object="Kit object">)"));
 }
 
 TEST(Identification, ASuccessfulRenameShowsInLaterRecordsAndAFailedOneDoesNot)
@@ -238,7 +185,7 @@ TEST(Creation, TheNameFetchReportsWhatTheObjectCannotTell)
          "<warning value=\"Object does not implement ICapeIdentification\"/>\n", "<unknown>"},
         {"failing name", [] {
              auto o = Object::create<ICapeDiagnostic, ICapeIdentification, ECapeUser>();
-             o->fail(&ICapeIdentification::get_ComponentName, static_cast<HRESULT>(0x80040509)).errorDescription(L"nameless");
+             o->fail(&ICapeIdentification::get_ComponentName, ECapeNoImplHR).errorDescription(L"nameless");
              return o;
          }, "<error value=\"Failed to get name from object: nameless\"/>\n", "<unknown>"},
         {"empty name", [] { return Object::create<ICapeDiagnostic, ICapeIdentification>(L""); },
@@ -258,7 +205,7 @@ TEST(Creation, TheNameFetchReportsWhatTheObjectCannotTell)
     }
 }
 
-TEST(Creation, EveryCrossingMakesANewProxyAndAsksTheNameAgain)
+TEST(Creation, EveryCrossingMakesANewProxyAndAsksTheNameAgainAndNullStaysNull)
 {
     LogCapture capture;
     auto collection = Object::create<ICapeCollection, ICapeIdentification>(L"Items");
@@ -272,24 +219,15 @@ TEST(Creation, EveryCrossingMakesANewProxyAndAsksTheNameAgain)
     EXPECT_EQ(exposed->children().size(), 2u);
     // Two per crossing: the new proxy's name fetch, and the log's look at the proxy it hands out.
     EXPECT_EQ(item->callCount("ICapeIdentification::get_ComponentName"), 4u);
-    // The log shows the proxy with the item's name, and the items' calls go out under it.
-    EXPECT_NE(capture.records().find("interface to object &quot;Item&quot;"), std::string::npos);
+    EXPECT_TRUE(has(capture.records(), "interface to object &quot;Item&quot;"));
     first.query<ICapeDiagnostic>()->LogMessage(Bstr(L"x").get());
-    EXPECT_NE(capture.records().find(R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Item">)"),
-              std::string::npos);
-}
+    EXPECT_TRUE(has(capture.records(), R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Item">)"));
 
-TEST(Creation, ANullResultReachesTheCallerAsNull)
-{
-    LogCapture capture;
-    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
     collection->on(&ICapeCollection::Item, [](VARIANT, IDispatch** out) { *out = nullptr; });
-    auto exposed = testproxy::expose(collection.get(), capture.log());
-    IDispatch* item = reinterpret_cast<IDispatch*>(1);
-    EXPECT_EQ(exposed->Item(tarv::Variant::fromLong(1).get(), &item), S_OK);
-    EXPECT_EQ(item, nullptr);
-    EXPECT_TRUE(exposed->children().empty());
-    EXPECT_NE(capture.records().find("<argval value=\"NULL\"/>"), std::string::npos);
+    IDispatch* none = reinterpret_cast<IDispatch*>(1);
+    EXPECT_EQ(exposed->Item(tarv::Variant::fromLong(1).get(), &none), S_OK);
+    EXPECT_EQ(none, nullptr);
+    EXPECT_EQ(exposed->children().size(), 2u);
 }
 
 // --- Exposed objects -----------------------------------------------------------------------------
@@ -305,37 +243,7 @@ TEST(ExposedObject, UtilitiesOfAnObjectWithoutThemAreSilentOrRefusedAsEachMethod
     EXPECT_EQ(exposed->Edit(), E_NOINTERFACE);
     ComPtr<IDispatch> parameters;
     EXPECT_EQ(exposed->get_parameters(parameters.put()), E_NOINTERFACE);
-    EXPECT_EQ(capture.records(), R"(<func name="ICapeUtilities::Initialize" direc="in" object="Exposed">
-</func>
-<func name="ICapeUtilities::Terminate" direc="in" object="Exposed">
-</func>
-<func name="ICapeUtilities::put_simulationContext" direc="in" object="Exposed">
- <arg name="context" direc="in" type="interface">
-  <argval value="NULL"/>
- </arg>
-</func>
-<func name="ICapeUtilities::Edit" direc="in" object="Exposed">
- <warning value="Interface not exposed by object"/>
-</func>
-<func name="ICapeUtilities::get_parameters" direc="in" object="Exposed">
- <warning value="Interface not exposed by object"/>
-</func>
-)");
-}
-
-TEST(ExposedObject, AllUtilitiesRefuseWithoutForeignObject)
-{
-    LogCapture capture;
-    auto collection = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-    auto exposed = testproxy::expose(collection.get(), capture.log());
-    exposed->releaseInterfaces();
-    ComPtr<IDispatch> parameters;
-    EXPECT_EQ(exposed->Initialize(), E_UNEXPECTED);
-    EXPECT_EQ(exposed->Terminate(), E_UNEXPECTED);
-    EXPECT_EQ(exposed->Edit(), E_UNEXPECTED);
-    EXPECT_EQ(exposed->put_simulationContext(nullptr), E_UNEXPECTED);
-    EXPECT_EQ(exposed->get_parameters(parameters.put()), E_UNEXPECTED);
-    EXPECT_EQ(occurrences(capture.records(), "<error value=\"object not created\"/>"), 5u);
+    EXPECT_EQ(capture.records(), golden("utilities without the interface"));
 }
 
 TEST(ExposedObject, EditRefreshesTheNameAfterItAndComplainsAboutReadOnlyAfterTheForward)
@@ -348,18 +256,10 @@ TEST(ExposedObject, EditRefreshesTheNameAfterItAndComplainsAboutReadOnlyAfterThe
     EXPECT_EQ(exposed->Edit(), S_OK);
     LONG count = 0;
     exposed->Count(&count);
-    EXPECT_EQ(capture.records(), R"(<func name="ICapeUtilities::Edit" direc="in" object="Before">
- <error value="This object should be considered read-only"/>
-</func>
-<func name="ICapeCollection::Count" direc="in" object="After">
- <arg name="itemsCount" direc="out" type="long">
-  <argval value="0"/>
- </arg>
-</func>
-)");
+    EXPECT_EQ(capture.records(), golden("edit of a read-only object"));
 }
 
-TEST(ExposedObject, TheContextIsWrappedWithALogAndPassesRawWithout)
+TEST(ExposedObject, TheContextIsWrappedWithALogPassesRawWithoutAndIsNotKeptByTheCall)
 {
     testproxy::installTestFactories();
     auto context = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Context");
@@ -370,18 +270,22 @@ TEST(ExposedObject, TheContextIsWrappedWithALogAndPassesRawWithout)
         package->on(&ICapeUtilities::put_simulationContext, [&](IDispatch* c) { received = ComPtr<IDispatch>(c); });
         auto exposed = testproxy::expose(package.get(), logged ? capture.log() : nullptr);
         ASSERT_EQ(exposed->put_simulationContext(context->ptr<ICapeDiagnostic>()), S_OK);
+        EXPECT_EQ(received.get() == static_cast<IDispatch*>(context->ptr<ICapeDiagnostic>()), !logged);
+        EXPECT_EQ(exposed->children().size(), logged ? 1u : 0u);
         if (logged) {
-            EXPECT_NE(received.get(), static_cast<IDispatch*>(context->ptr<ICapeDiagnostic>()));
             // The package's call back to the context goes out through the proxy.
             received.query<ICapeDiagnostic>()->LogMessage(Bstr(L"hello").get());
-            EXPECT_NE(capture.records().find(R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Context">)"),
-                      std::string::npos);
-            EXPECT_EQ(exposed->children().size(), 1u);
-        } else {
-            EXPECT_EQ(received.get(), static_cast<IDispatch*>(context->ptr<ICapeDiagnostic>()));
-            EXPECT_TRUE(exposed->children().empty());
+            EXPECT_TRUE(has(capture.records(), R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Context">)"));
         }
     }
+    // A context that the package does not keep goes with the call.
+    LogCapture capture;
+    auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    auto exposed = testproxy::expose(package.get(), capture.log());
+    ULONG before = context->refCount();
+    ASSERT_EQ(exposed->put_simulationContext(context->ptr<ICapeDiagnostic>()), S_OK);
+    EXPECT_TRUE(exposed->children().empty());
+    EXPECT_EQ(context->refCount(), before);
 }
 
 TEST(ExposedObject, ChildrenLeftAtFinalReleaseAreReportedEmptiedAndSilent)
@@ -497,15 +401,29 @@ TEST(InterfacePolicy, AnEmptiedProxyAnswersOnlyItsIdentity)
     EXPECT_EQ(occurrences(capture.records(), ": object not created (returning E_NOINTERFACE)\"/>"), 2u);
 }
 
-TEST(InterfacePolicy, WithoutLogOrForeignObjectAQueryEndsQuietlyEmpty)
+TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingBeforeCreation)
 {
-    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
-    auto exposed = testproxy::expose(collection.get(), nullptr);
-    EXPECT_FALSE(exposed.query<ICapeUtilities>());   // the foreign object lacks it; nothing to tell
-    exposed->releaseInterfaces();
-    ComPtr<ECapeUser> user;
-    EXPECT_EQ(exposed->QueryInterface(IID_ECapeUser, user.putVoid()), E_NOINTERFACE);
-    EXPECT_FALSE(user);
+    LogCapture capture;
+    ComPtr<testproxy::TestUnit> unit(new testproxy::TestUnit());
+    unit->attachLog(capture.log(), "Unit");
+    // Empty: the class's own interfaces are there, without a foreign object and without a word.
+    EXPECT_TRUE(unit.query<ICapeCollection>());
+    EXPECT_TRUE(unit.query<ECapeUser>());
+    EXPECT_TRUE(unit.query<ICapeUtilities>());
+    EXPECT_EQ(capture.records(), "");
+    void* untouched = reinterpret_cast<void*>(1);
+    EXPECT_EQ(unit->QueryInterface(IID_IPersistStream, &untouched), E_NOINTERFACE);
+    EXPECT_EQ(untouched, reinterpret_cast<void*>(1));
+    EXPECT_EQ(capture.records(), "<info value=\"Logged object uses IPersistStreamInit; QueryInterface for "
+                                 "IPersistStream returns E_NOINTERFACE\"/>\n");
+
+    // Live: the foreign object decides again, and IPersistStream stays refused even if it has it.
+    auto real = Object::create<ICapeCollection, IPersistStream, ICapeIdentification>();
+    unit->attachObject(ComPtr<IUnknown>(real.get()).detach());
+    real->clearQueries();
+    EXPECT_FALSE(unit.query<ECapeUser>());
+    EXPECT_FALSE(unit.query<IPersistStream>());
+    EXPECT_FALSE(real->wasQueried(IID_IPersistStream));
 }
 
 // --- The barrier, as a proxied call sees it ------------------------------------------------------
@@ -579,7 +497,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
         // Objects the call leaves in `keep` live until its log has been read (an exposed object
         // closes the log at its final release).
         std::function<HRESULT(LogCapture&, ComPtr<IUnknown>& keep)> call;
-        std::string records;
+        std::string end;   // what follows the record's text in the data file
     };
     const Row rows[] = {
         {"a null object in an array of objects",
@@ -596,17 +514,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
              tarv::Variant value;
              return proxyOf<ICapeCOSEUtilities>(foreign.get(), capture)->get_NamedValue(Bstr(L"phases").get(), value.put());
          },
-         R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
- <arg name="name" direc="in" type="string">
-  <argval value="&quot;phases&quot;"/>
- </arg>
- <arg name="NamedValue" direc="out" type="VT_ARRAY|VT_DISPATCH">
-  <info value="Lower bound: 0"/>
-  <info value="Upper bound: 1"/>
-  <argval value="interface pointer"/>
-  <argval value="NULL"/>
- </arg>
-)" + faultEnd},
+         faultEnd},
         {"an array whose bounds claim more than its data holds",
          [&](LogCapture& capture, ComPtr<IUnknown>&) {
              auto foreign = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
@@ -625,16 +533,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
              VariantInit(&value);
              return proxyOf<ICapeCOSEUtilities>(foreign.get(), capture)->get_NamedValue(Bstr(L"x").get(), &value);
          },
-         R"(<func name="ICapeCOSEUtilities::get_NamedValue" direc="out" object="Kit object">
- <arg name="name" direc="in" type="string">
-  <argval value="&quot;x&quot;"/>
- </arg>
- <arg name="NamedValue" direc="out" type="VT_ARRAY|VT_R8">
-  <info value="Lower bound: 0"/>
-  <info value="Upper bound: 999"/>
-  <argval value="7.5"/>
- </arg>
-)" + faultEnd},
+         faultEnd},
         {"an interface pointer into a no-access page, asked for its name",
          [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
              auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
@@ -642,10 +541,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
              keep = exposed.query<IUnknown>();
              return exposed->put_simulationContext(reinterpret_cast<IDispatch*>(noAccessObject));
          },
-         R"(<func name="ICapeUtilities::put_simulationContext" direc="in" object="Exposed">
- <arg name="context" direc="in" type="interface">
- </arg>
-)" + faultEnd},
+         faultEnd},
         {"a C++ throw while an argument is asked for its name",
          [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
              auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
@@ -653,10 +549,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
              keep = exposed.query<IUnknown>();
              return exposed->put_simulationContext(reinterpret_cast<IDispatch*>(named->ptr<ICapeIdentification>()));
          },
-         R"(<func name="ICapeUtilities::put_simulationContext" direc="in" object="Exposed">
- <arg name="context" direc="in" type="interface">
- </arg>
-)" + endOf("Uncaught exception during function call: name table corrupt")},
+         endOf("Uncaught exception during function call: name table corrupt")},
         {"a result whose name fetch crashes while its proxy is made",
          [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
              auto collection = Object::create<ICapeCollection, ICapeIdentification>();
@@ -669,18 +562,9 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
              EXPECT_TRUE(exposed->children().empty());
              return hr;
          },
-         R"(<func name="ICapeCollection::Item" direc="in" object="Exposed">
- <arg name="id" direc="in" type="VT_I4">
-  <argval value="1"/>
- </arg>
-)" + faultEnd},
+         faultEnd},
     };
-    const std::string next = R"(<func name="ICapeDiagnostic::LogMessage" direc="out" object="Kit object">
- <arg name="message" direc="in" type="string">
-  <argval value="&quot;next&quot;"/>
- </arg>
-</func>
-)";
+    const std::string next = golden("the next record");
     for (const Row& row : rows) {
         SCOPED_TRACE(row.lie);
         LogCapture capture;
@@ -691,7 +575,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
             // The log goes on at the top level, unsuspended.
             auto other = Object::create<ICapeDiagnostic, ICapeIdentification>();
             EXPECT_EQ(proxyOf(other.get(), capture)->LogMessage(Bstr(L"next").get()), S_OK);
-            EXPECT_EQ(capture.records(), row.records + next);
+            EXPECT_EQ(capture.records(), golden(row.lie) + row.end + next);
         }
         EXPECT_EQ(serverLocks(), locks) << "a proxy made for the call outlived it";
     }
@@ -700,94 +584,3 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
     SafeArrayDestroyDescriptor(lyingBounds);
 }
 
-TEST(ProxiedCall, WithoutALogTheCallerStillGetsUnexpected)
-{
-    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
-    collection->fault(&ICapeCollection::Count, kit::Fault::AccessViolation);
-    auto exposed = testproxy::expose(collection.get(), nullptr);
-    LONG count = 5;
-    EXPECT_EQ(exposed->Count(&count), E_UNEXPECTED);
-    EXPECT_EQ(count, 5);
-}
-
-TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingBeforeCreation)
-{
-    LogCapture capture;
-    ComPtr<testproxy::TestUnit> unit(new testproxy::TestUnit());
-    unit->attachLog(capture.log(), "Unit");
-    // Empty: the class's own interfaces are there, without a foreign object and without a word.
-    EXPECT_TRUE(unit.query<ICapeCollection>());
-    EXPECT_TRUE(unit.query<ECapeUser>());
-    EXPECT_TRUE(unit.query<ICapeUtilities>());
-    EXPECT_EQ(capture.records(), "");
-    void* untouched = reinterpret_cast<void*>(1);
-    EXPECT_EQ(unit->QueryInterface(IID_IPersistStream, &untouched), E_NOINTERFACE);
-    EXPECT_EQ(untouched, reinterpret_cast<void*>(1));
-    EXPECT_EQ(capture.records(), "<info value=\"Logged object uses IPersistStreamInit; QueryInterface for "
-                                 "IPersistStream returns E_NOINTERFACE\"/>\n");
-
-    // Live: the foreign object decides again, and IPersistStream stays refused even if it has it.
-    auto real = Object::create<ICapeCollection, IPersistStream, ICapeIdentification>();
-    unit->attachObject(ComPtr<IUnknown>(real.get()).detach());
-    real->clearQueries();
-    EXPECT_FALSE(unit.query<ECapeUser>());
-    EXPECT_FALSE(unit.query<IPersistStream>());
-    EXPECT_FALSE(real->wasQueried(IID_IPersistStream));
-}
-
-TEST(ExposedObject, AnEditWhoseNameCannotBeReadChangesNothingElse)
-{
-    LogCapture capture;
-    auto collection = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>(L"Named");
-    collection->fail(&ICapeIdentification::get_ComponentName, E_FAIL);
-    auto exposed = testproxy::expose(collection.get(), capture.log(), "Named");
-    EXPECT_EQ(exposed->Edit(), S_OK);
-    EXPECT_EQ(exposed->name(), "Named");
-    EXPECT_EQ(capture.records(), "<func name=\"ICapeUtilities::Edit\" direc=\"in\" object=\"Named\">\n</func>\n");
-}
-
-TEST(ExposedObject, ParametersComeBackThroughAProxyWithALogAndAsTheyAreWithout)
-{
-    testproxy::installTestFactories();
-    auto parameters = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Parameters");
-    for (bool logged : {true, false}) {
-        LogCapture capture;
-        auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-        package->returns(&ICapeUtilities::get_parameters, parameters->ptr<ICapeDiagnostic>());
-        auto exposed = testproxy::expose(package.get(), logged ? capture.log() : nullptr);
-        ComPtr<IDispatch> got;
-        ASSERT_EQ(exposed->get_parameters(got.put()), S_OK);
-        if (logged) {
-            EXPECT_NE(got.get(), static_cast<IDispatch*>(parameters->ptr<ICapeDiagnostic>()));
-            EXPECT_EQ(exposed->children().size(), 1u);
-            EXPECT_NE(capture.records().find("interface to object &quot;Parameters&quot;"), std::string::npos);
-        } else {
-            EXPECT_EQ(got.get(), static_cast<IDispatch*>(parameters->ptr<ICapeDiagnostic>()));
-        }
-    }
-    // A failure nulls the caller's pointer when logged; a null collection leaves it as it was.
-    LogCapture capture;
-    auto failing = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-    failing->fail(&ICapeUtilities::get_parameters, E_FAIL);
-    auto exposed = testproxy::expose(failing.get(), capture.log());
-    IDispatch* out = reinterpret_cast<IDispatch*>(1);
-    EXPECT_EQ(exposed->get_parameters(&out), E_FAIL);
-    EXPECT_EQ(out, nullptr);
-    failing->on(&ICapeUtilities::get_parameters, [](IDispatch** p) { *p = nullptr; });
-    out = nullptr;
-    EXPECT_EQ(exposed->get_parameters(&out), S_OK);
-    EXPECT_EQ(out, nullptr);
-}
-
-TEST(ExposedObject, AContextThatThePackageDoesNotKeepGoesWithTheCall)
-{
-    testproxy::installTestFactories();
-    LogCapture capture;
-    auto context = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Context");
-    auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-    auto exposed = testproxy::expose(package.get(), capture.log());
-    ULONG before = context->refCount();
-    ASSERT_EQ(exposed->put_simulationContext(context->ptr<ICapeDiagnostic>()), S_OK);
-    EXPECT_TRUE(exposed->children().empty());
-    EXPECT_EQ(context->refCount(), before);
-}
