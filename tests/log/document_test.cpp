@@ -8,32 +8,13 @@
 
 #include <share.h>
 
+#include <functional>
 #include <string>
 
 using logtest::crlf;
 using logtest::LogFile;
 using tarv::Bstr;
 using tarv::CallLog;
-
-namespace {
-
-const char infoWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above info string (these "
-    "cannot be stored in XML)\"/>\n";
-const char errorWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above error string (these "
-    "cannot be stored in XML)\"/>\n";
-const char warningWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above warning string (these "
-    "cannot be stored in XML)\"/>\n";
-const char objectWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above object name (these "
-    "cannot be stored in XML)\"/>\n";
-const char stringWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above string value (these "
-    "cannot be stored in XML)\"/>\n";
-
-} // namespace
 
 TEST(LogOpening, DateAndTimeFollowTheirPicturesInTheSystemLocale)
 {
@@ -63,76 +44,60 @@ TEST(LogOpening, DateAndTimeFollowTheirPicturesInTheSystemLocale)
     DeleteFileA(path.c_str());
 }
 
-TEST_F(LogFile, GetOverallPropRecord)
+TEST(LogRecords, FuncsArgumentsNotesAndFailuresAsTheyStandInTheFile)
 {
-    log_->beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
-    log_->argString("property", 1, Bstr(L"temperature").get());
-    log_->argString("basis", 1, nullptr);
-    log_->argVariant("results", 0, tarv::makeDoubleArray({300.0}).get(), VT_ARRAY | VT_R8, 0);
-    log_->endFunc(S_OK, nullptr);
-    EXPECT_EQ(body(), crlf(R"(<func name="ICapeThermoMaterial::GetOverallProp" direc="out" object="Stream 1">
- <arg name="property" direc="in" type="string">
-  <argval value="&quot;temperature&quot;"/>
- </arg>
- <arg name="basis" direc="in" type="string">
-  <argval value="&lt;NULL&gt;"/>
- </arg>
- <arg name="results" direc="out" type="VT_ARRAY|VT_R8">
-  <info value="Lower bound: 0"/>
-  <info value="Upper bound: 0"/>
-  <argval value="300"/>
- </arg>
-</func>
-)"));
-    EXPECT_EQ(log_->depth(), 0u);
-}
-
-TEST_F(LogFile, GetOverallPropFailingWithNoImpl)
-{
-    // The material's ECapeUser has no description and it has no ECapeRoot: the fixed text.
     auto material = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
-    material->errorDescription(L"");
-    log_->beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
-    log_->argString("property", 1, Bstr(L"temperature").get());
-    log_->argString("basis", 1, nullptr);
-    log_->endFunc(ECapeNoImplHR, material->ptr<ICapeThermoMaterial>());
-    EXPECT_EQ(body(), crlf(R"(<func name="ICapeThermoMaterial::GetOverallProp" direc="out" object="Stream 1">
- <arg name="property" direc="in" type="string">
-  <argval value="&quot;temperature&quot;"/>
- </arg>
- <arg name="basis" direc="in" type="string">
-  <argval value="&lt;NULL&gt;"/>
- </arg>
- <error value="ECapeNoImplHR: not implemented"/>
-</func>
-)"));
-}
-
-TEST_F(LogFile, NestedFuncsAndNotesKeepTheirDepth)
-{
-    log_->writeInfo("root note");
-    log_->beginFunc(1, "ICapeThermoPropertyRoutine::CalcSinglePhaseProp", "Package & <Co>");
-    log_->writeInfo("inside");
-    log_->beginFunc(0, "ICapeThermoMaterial::GetPresentPhases", "Stream 1");
-    log_->writeWarning("deeper");
-    log_->endFunc(S_FALSE, nullptr);
-    log_->beginFunc(0, "ICapeThermoMaterial::SetSinglePhaseProp", "Stream 1");
-    log_->endFunc(STG_S_CONVERTED, nullptr);
-    log_->writeError("it's \"quoted\"");
-    log_->endFunc(S_OK, nullptr);
-    log_->writeError("");
-    EXPECT_EQ(body(), crlf(R"(<info value="root note"/>
-<func name="ICapeThermoPropertyRoutine::CalcSinglePhaseProp" direc="in" object="Package &amp; &lt;Co&gt;">
- <info value="inside"/>
- <func name="ICapeThermoMaterial::GetPresentPhases" direc="out" object="Stream 1">
-  <warning value="deeper"/>
- </func>
- <func name="ICapeThermoMaterial::SetSinglePhaseProp" direc="out" object="Stream 1">
- </func>
- <error value="it&apos;s &quot;quoted&quot;"/>
-</func>
-<error value=""/>
-)"));
+    auto unit = kit::Object::create<ICapeUnitReport, ECapeUser>(L"Unit");
+    unit->errorDescription(L"first\r\nsecond");
+    const struct {
+        const char* name;
+        std::function<void(CallLog&)> write;
+    } rows[] = {
+        {"GetOverallProp", [](CallLog& l) {
+             l.beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
+             l.argString("property", 1, Bstr(L"temperature").get());
+             l.argString("basis", 1, nullptr);
+             l.argVariant("results", 0, tarv::makeDoubleArray({300.0}).get(), VT_ARRAY | VT_R8, 0);
+             l.endFunc(S_OK, nullptr);
+             EXPECT_EQ(l.depth(), 0u);
+         }},
+        // The material's ECapeUser has no description and it has no ECapeRoot: the fixed text.
+        {"GetOverallProp failing with an empty description", [&](CallLog& l) {
+             material->errorDescription(L"");
+             l.beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
+             l.argString("property", 1, Bstr(L"temperature").get());
+             l.argString("basis", 1, nullptr);
+             l.endFunc(ECapeNoImplHR, material->ptr<ICapeThermoMaterial>());
+         }},
+        {"nested funcs and notes keep their depth", [](CallLog& l) {
+             l.writeInfo("root note");
+             l.beginFunc(1, "ICapeThermoPropertyRoutine::CalcSinglePhaseProp", "Package & <Co>");
+             l.writeInfo("inside");
+             l.beginFunc(0, "ICapeThermoMaterial::GetPresentPhases", "Stream 1");
+             l.writeWarning("deeper");
+             l.endFunc(S_FALSE, nullptr);
+             l.beginFunc(0, "ICapeThermoMaterial::SetSinglePhaseProp", "Stream 1");
+             l.endFunc(STG_S_CONVERTED, nullptr);
+             l.writeError("it's \"quoted\"");
+             l.endFunc(S_OK, nullptr);
+             l.writeError("");
+         }},
+        {"suppression warnings stand in the first column", [](CallLog& l) {
+             l.writeInfo("\x80" "1");
+             l.beginFunc(1, "Method\x01Name", "Clean");   // the method name's flag gives no warning
+             l.writeError("line\nfeed");
+             l.writeWarning("tab\there");
+             l.beginFunc(0, "Inner", "Bad\x7F\x81Name");
+             l.argString("text", 1, Bstr(L"caf\u00e9").get());
+             l.endFunc(S_OK, nullptr);
+             l.endFunc(S_OK, nullptr);
+         }},
+        {"a failure text with a line feed is cleaned and flagged", [&](CallLog& l) {
+             l.beginFunc(1, "ICapeUnitReport::ProduceReport", "Unit");
+             l.endFunc(ECapeComputationHR, unit->ptr<ICapeUnitReport>());
+         }},
+    };
+    for (const auto& row : rows) EXPECT_EQ(logtest::recordsOf(row.write), logtest::expected(row.name)) << row.name;
 }
 
 TEST_F(LogFile, FailureWithoutInterfaceGivesTheSystemText)
@@ -151,68 +116,6 @@ TEST_F(LogFile, FailureWithoutInterfaceGivesTheSystemText)
                            "<func name=\"ICapeUtilities::Edit\" direc=\"in\" object=\"Stream 1\">\n"
                            " <error value=\"E_FAIL: " + fail + "\"/>\n"
                            "</func>\n"));
-}
-
-TEST_F(LogFile, SuppressionWarningsStandInTheFirstColumn)
-{
-    log_->writeInfo("\x80" "1");
-    log_->beginFunc(1, "Method\x01Name", "Clean");   // the method name's flag gives no warning
-    log_->writeError("line\nfeed");
-    log_->writeWarning("tab\there");
-    log_->beginFunc(0, "Inner", "Bad\x7F\x81Name");
-    log_->argString("text", 1, Bstr(L"caf\u00e9").get());
-    log_->endFunc(S_OK, nullptr);
-    log_->endFunc(S_OK, nullptr);
-    EXPECT_EQ(body(), crlf(std::string("<info value=\"1\"/>\n") + infoWarning +
-                           "<func name=\"MethodName\" direc=\"in\" object=\"Clean\">\n"
-                           " <error value=\"linefeed\"/>\n" + errorWarning +
-                           " <warning value=\"tabhere\"/>\n" + warningWarning +
-                           " <func name=\"Inner\" direc=\"out\" object=\"Bad\x7FName\">\n" + objectWarning +
-                           "  <arg name=\"text\" direc=\"in\" type=\"string\">\n"
-                           "   <argval value=\"&quot;caf&quot;\"/>\n" + stringWarning +
-                           "  </arg>\n"
-                           " </func>\n"
-                           "</func>\n"));
-}
-
-TEST_F(LogFile, FailureTextWithLineFeedIsCleanedAndFlagged)
-{
-    auto unit = kit::Object::create<ICapeUnitReport, ECapeUser>(L"Unit");
-    unit->errorDescription(L"first\r\nsecond");
-    log_->beginFunc(1, "ICapeUnitReport::ProduceReport", "Unit");
-    log_->endFunc(ECapeComputationHR, unit->ptr<ICapeUnitReport>());
-    EXPECT_EQ(body(), crlf(std::string("<func name=\"ICapeUnitReport::ProduceReport\" direc=\"in\" object=\"Unit\">\n"
-                                       " <error value=\"ECapeComputationHR: firstsecond\"/>\n") +
-                           errorWarning + "</func>\n"));
-}
-
-TEST(LogEscape, TranslatesEachByteByTheTable)
-{
-    struct Case {
-        const char* input;
-        const char* output;
-        int suppressed;
-    } cases[] = {
-        {"", "", 0},
-        {"plain text 123", "plain text 123", 0},
-        {"\"&'<>", "&quot;&amp;&apos;&lt;&gt;", 0},
-        {"a\tb\rc\nd", "abcd", 1},
-        {"\x1F" "x", "x", 1},
-        {"\x7F", "\x7F", 0},
-        {" ~", " ~", 0},
-        {"\x80\xFF\xC3\xA9z", "z", 1},
-        {"<NULL>", "&lt;NULL&gt;", 0},
-    };
-    std::string path = logtest::tempPath("escape");
-    CallLog* log = CallLog::open(logtest::openStream(path), "x", "y", path.c_str());
-    for (const Case& c : cases) {
-        int flag = 7;
-        EXPECT_STREQ(log->escape(c.input, &flag), c.output) << c.input;
-        EXPECT_EQ(flag, c.suppressed) << c.input;
-    }
-    EXPECT_EQ(log->escapeCapacity(), 1024);
-    log->destroy();
-    DeleteFileA(path.c_str());
 }
 
 TEST_F(LogFile, EscapeBufferGrowsInStepsAndNeverShrinks)
@@ -316,14 +219,6 @@ TEST(CrashedLog, EndsAtTheLastRecordWithEverythingOpen)
     DWORD exitCode = logtest::runChild(L"--write-then-die", path);
 
     EXPECT_EQ(exitCode, 3u);
-    EXPECT_EQ(logtest::readFile(path),
-              logtest::openingLines() +
-                  crlf(R"(<func name="ICapeThermoPropertyRoutine::CalcSinglePhaseProp" direc="in" object="Stream 1">
- <arg name="temperature" direc="in" type="double">
-  <argval value="298.15"/>
- </arg>
- <func name="ICapeThermoMaterial::GetTPFraction" direc="out" object="Stream 1">
-  <warning value="about to die"/>
-)"));
+    EXPECT_EQ(logtest::readFile(path), logtest::openingLines() + logtest::expected("a log cut off by a crash"));
     DeleteFileA(path.c_str());
 }

@@ -1,4 +1,5 @@
 #include "log_fixture.h"
+#include "log/golden.h"
 
 #include "com/bstr.h"
 #include "log/clock.h"
@@ -20,6 +21,11 @@ std::string crlf(std::string_view text)
         out += c;
     }
     return out;
+}
+
+std::string expected(const std::string& name)
+{
+    return crlf(testdata::golden("log.txt", name));
 }
 
 std::string tempPath(const char* stem)

@@ -19,6 +19,8 @@ using testsupport::readFile;
 
 // LF to CR LF, for expected texts written as raw string literals.
 std::string crlf(std::string_view text);
+// The expected text `name` of tests/data/log.txt, CR LF ends.
+std::string expected(const std::string& name);
 // A fresh path in the temporary directory.
 std::string tempPath(const char* stem);
 // Opens `path` as the log's stream is opened: mode "w", deny write.

@@ -62,47 +62,40 @@ TEST(SystemErrorText, SystemMessageWithoutItsLineEndElseTheCode)
 
 TEST(CapeErrorText, AsksUserThenRootThenTheTable)
 {
-    const HRESULT noImpl = static_cast<HRESULT>(0x80040509);
-    auto both = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
-    both->errorDescription(L"Property not supported").errorName(L"Root name");
-    EXPECT_EQ(capeErrorText(both->ptr<ICapeUtilities>(), noImpl), L"Property not supported");
-
-    auto rootOnly = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
-    rootOnly->errorDescription(L"").errorName(L"Root name");
-    EXPECT_EQ(capeErrorText(rootOnly->ptr<ICapeUtilities>(), noImpl), L"Root name");
-
-    auto emptyUser = kit::Object::create<ICapeUtilities, ECapeUser>();
-    emptyUser->errorDescription(L"");
-    EXPECT_EQ(capeErrorText(emptyUser->ptr<ICapeUtilities>(), noImpl), L"not implemented");
-
-    auto emptyBoth = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
-    emptyBoth->errorDescription(L"").errorName(L"");
-    EXPECT_EQ(capeErrorText(emptyBoth->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x8004051A)),
-              L"One or more of the requested thermodynamic properties are not set on the material");
-
+    const struct {
+        const wchar_t* description;   // null: ECapeUser left out; empty: an empty text
+        const wchar_t* name;          // null: ECapeRoot left out
+        HRESULT code;
+        std::wstring text;
+    } cases[] = {
+        {L"Property not supported", L"Root name", HRESULT(ECapeNoImplHR), L"Property not supported"},
+        {L"", L"Root name", HRESULT(ECapeNoImplHR), L"Root name"},
+        {L"", nullptr, HRESULT(ECapeNoImplHR), L"not implemented"},
+        {L"", L"", HRESULT(ECapeThrmPropertyNotAvailableHR),
+         L"One or more of the requested thermodynamic properties are not set on the material"},
+        {nullptr, nullptr, HRESULT(ECapeUnknownHR), L"Failed to get error name for ECapeUnknown"},
+        // Outside the block the object is not asked.
+        {L"never", L"never", static_cast<HRESULT>(0x8004051B), L"error code 0x8004051B"},
+        {L"never", L"never", E_FAIL, systemErrorText(E_FAIL)},
+    };
+    for (const auto& c : cases) {
+        std::vector<IID> interfaces{IID_ICapeUtilities};
+        if (c.description) interfaces.push_back(IID_ECapeUser);
+        if (c.name) interfaces.push_back(IID_ECapeRoot);
+        auto object = kit::Object::create(interfaces);
+        if (c.description) object->errorDescription(c.description);
+        if (c.name) object->errorName(c.name);
+        EXPECT_EQ(capeErrorText(object->ptr<ICapeUtilities>(), c.code), c.text);
+        // Every reference taken during the lookup is given back.
+        EXPECT_EQ(object->refCount(), 1u);
+        if (c.code < HRESULT(ECapeUnknownHR) || c.code > HRESULT(ECapeThrmPropertyNotAvailableHR)) {
+            EXPECT_TRUE(object->queries().empty()) << std::hex << c.code;
+        }
+    }
     auto failing = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
     failing->fail(&ECapeUser::get_description, E_FAIL).fail(&ECapeRoot::get_name, E_FAIL);
-    EXPECT_EQ(capeErrorText(failing->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x80040513)),
-              L"storage / persistence error");
-
-    auto none = kit::Object::create<ICapeUtilities>();
-    EXPECT_EQ(capeErrorText(none->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x80040501)),
-              L"Failed to get error name for ECapeUnknown");
-    EXPECT_EQ(capeErrorText(nullptr, static_cast<HRESULT>(0x80040502)), L"invalid data");
-
-    // Outside the block the object is not asked.
-    auto outside = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
-    outside->errorDescription(L"never").errorName(L"never");
-    outside->clearQueries();
-    EXPECT_EQ(capeErrorText(outside->ptr<ICapeUtilities>(), static_cast<HRESULT>(0x8004051B)),
-              L"error code 0x8004051B");
-    EXPECT_EQ(capeErrorText(outside->ptr<ICapeUtilities>(), E_FAIL), systemErrorText(E_FAIL));
-    EXPECT_TRUE(outside->queries().empty());
-    EXPECT_TRUE(outside->calls().empty());
-
-    // Every reference taken during the lookup is given back.
-    EXPECT_EQ(both->refCount(), 1u);
-    EXPECT_EQ(rootOnly->refCount(), 1u);
+    EXPECT_EQ(capeErrorText(failing->ptr<ICapeUtilities>(), ECapePersistenceHR), L"storage / persistence error");
+    EXPECT_EQ(capeErrorText(nullptr, ECapeDataHR), L"invalid data");
 }
 
 TEST(InterfaceName, RegisteredNameElseTheBracedIID)
