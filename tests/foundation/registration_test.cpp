@@ -43,18 +43,6 @@ TEST(Registration, KitClassIsCreatedInProcessByClsidAndByProgId)
         ASSERT_EQ(id->get_ComponentName(name.put()), S_OK);
         EXPECT_EQ(name.wide(), L"TARVKit.Object");
 
-        // By name, with the type library from the registry.
-        DISPID dispid = DISPID_UNKNOWN;
-        LPOLESTR member = const_cast<LPOLESTR>(L"ComponentName");
-        ASSERT_EQ(id->GetIDsOfNames(IID_NULL, &member, 1, LOCALE_USER_DEFAULT, &dispid), S_OK);
-        DISPPARAMS none{};
-        VARIANT result;
-        VariantInit(&result);
-        ASSERT_EQ(id->Invoke(dispid, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr), S_OK);
-        ASSERT_EQ(result.vt, VT_BSTR);
-        EXPECT_EQ(std::wstring(result.bstrVal), L"TARVKit.Object");
-        VariantClear(&result);
-
         // Its error interfaces answer empty texts.
         auto user = id.query<ECapeUser>();
         ASSERT_TRUE(user);
