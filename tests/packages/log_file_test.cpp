@@ -59,22 +59,7 @@ struct LogFileTest : testing::Test {
 
 } // namespace
 
-TEST_F(LogFileTest, AutomaticNamesAreNumberedWithinTheMinuteAndTheFirstStays)
-{
-    options(1, 0);
-    std::string first, second, third;
-    ASSERT_EQ(chooseLogFile(&first, "unused"), 1);
-    EXPECT_EQ(first, desktopLogs() + "\\log-14November2026-15h17.tlg");
-    std::ofstream(first) << "x";
-    ASSERT_EQ(chooseLogFile(&second, "unused"), 1);
-    EXPECT_EQ(second, desktopLogs() + "\\log-14November2026-15h17(1).tlg");
-    std::ofstream(second) << "x";
-    ASSERT_EQ(chooseLogFile(&third, "unused"), 1);
-    EXPECT_EQ(third, desktopLogs() + "\\log-14November2026-15h17(2).tlg");
-    EXPECT_EQ(GetFileAttributesA(first.c_str()) != INVALID_FILE_ATTRIBUTES, true);
-}
-
-TEST_F(LogFileTest, TheOptionIsReadAgainForEveryLog)
+TEST_F(LogFileTest, TheOptionIsReadAgainForEveryLogAndAutomaticNamesAreNumberedWithinTheMinute)
 {
     options(0, 0);
     {
@@ -84,9 +69,12 @@ TEST_F(LogFileTest, TheOptionIsReadAgainForEveryLog)
         EXPECT_TRUE(cancel.wait());
     }
     options(1, 0);   // as the manager window of another process would
-    std::string path;
-    EXPECT_EQ(chooseLogFile(&path, "Create log for Mix:"), 1);
-    EXPECT_EQ(path, desktopLogs() + "\\log-14November2026-15h17.tlg");
+    for (const char* name : {"", "(1)", "(2)"}) {
+        std::string path;
+        ASSERT_EQ(chooseLogFile(&path, "Create log for Mix:"), 1);
+        EXPECT_EQ(path, desktopLogs() + "\\log-14November2026-15h17" + name + ".tlg");
+        std::ofstream(path) << "x";
+    }
 }
 
 TEST_F(LogFileTest, TheSaveDialogGivesAChosenNameItsExtension)
@@ -120,7 +108,7 @@ TEST_F(LogFileTest, AFileThatCannotBeOpenedIsReportedAndNoLogIsMade)
     EXPECT_EQ(seen[0].icon, MB_ICONERROR);
 }
 
-TEST_F(LogFileTest, ClosingAsksAsTheOptionWasLastReadAndNoLeavesItClosed)
+TEST_F(LogFileTest, ClosingAsksAsTheOptionWasReadWhenTheLogWasMade)
 {
     options(1, 1);
     installLogClosePrompt();
@@ -140,13 +128,9 @@ TEST_F(LogFileTest, ClosingAsksAsTheOptionWasLastReadAndNoLeavesItClosed)
     HANDLE h = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     EXPECT_NE(h, INVALID_HANDLE_VALUE);
     CloseHandle(h);
-}
 
-TEST_F(LogFileTest, WithThePromptOffNothingIsAsked)
-{
-    options(1, 0);
-    installLogClosePrompt();
-    CallLog* log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    // With the prompt off when the log is made, nothing is asked.
+    log = createLogFile("Create log for Mix:", "Mix", "Test object");
     ASSERT_NE(log, nullptr);
     DialogAnswerer none("Object terminated:", IDNO);
     log->addRef();

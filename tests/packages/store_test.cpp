@@ -111,33 +111,21 @@ TEST_F(StoreTest, KindAndLoggingFieldsAreJudgedAsStored)
     EXPECT_FALSE(parsePackage(p, badClass.data(), badClass.size()));
 }
 
-TEST_F(StoreTest, FirstUseCreatesTheKeyAndKeepsTheDefaults)
-{
-    ServerOptions options;
-    loadPackages();
-    loadOptions(options);
-    EXPECT_TRUE(exportedPackages().empty());
-    EXPECT_EQ(options.autoLogLocation, 0);
-    EXPECT_EQ(options.promptOpenLog, 1);
-    EXPECT_TRUE(IsEqualCLSID(options.loggedUnitOperation, GUID_NULL));
-    HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, kKey, 0, KEY_READ, &key), ERROR_SUCCESS);
-    RegCloseKey(key);
-}
-
 TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
 {
+    // 1 is long enough to grow the read buffer, 2 is missing, 3 has the wrong type, 4 is short.
+    const std::string longName(300, 'x');
     setCount(4);
-    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", "A", "A", "true"));
-    // 2 is missing, 3 has the wrong type, 4 is fine.
+    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", longName.c_str(), longName.c_str(), "true"));
     setRaw("Package64_3", REG_SZ, "not a record");
     setRaw("Package64_4", REG_MULTI_SZ, record(kClsid, "3", "D", "D", "false"));
+    const std::vector<std::wstring> expected{std::wstring(300, L'x'), L"D"};
     loadPackages();
-    EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"D"}));
+    EXPECT_EQ(displayNames(), expected);
 
     savePackages();
     loadPackages();
-    EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"D"}));
+    EXPECT_EQ(displayNames(), expected);
     // The count alone says what is valid; the old fourth value stays behind without effect.
     EXPECT_TRUE(valueExists("Package64_4"));
     HKEY key = openSettingsKey();
@@ -164,33 +152,28 @@ TEST_F(StoreTest, AHugeCountLoadsTheRecordsThatExistInNumberOrder)
     setCount(9);
     loadPackages();
     EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"B"}));
+    // A count that is not a positive DWORD loads nothing.
+    for (bool wrongType : {true, false}) {
+        if (wrongType) setRaw("NumPackages64", REG_SZ, "1");
+        else setCount(static_cast<DWORD>(-1));
+        loadPackages();
+        EXPECT_TRUE(exportedPackages().empty());
+    }
 }
 
-TEST_F(StoreTest, ACountThatIsNotAPositiveDwordLoadsNothing)
+TEST_F(StoreTest, FirstUseCreatesTheKeyAndOptionsCountOnlyWhenValidAndAreNormalised)
 {
-    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", "A", "A", "true"));
-    setRaw("NumPackages64", REG_SZ, "1");
+    ServerOptions defaults;
     loadPackages();
+    loadOptions(defaults);
     EXPECT_TRUE(exportedPackages().empty());
-    setCount(static_cast<DWORD>(-1));
-    loadPackages();
-    EXPECT_TRUE(exportedPackages().empty());
-}
+    EXPECT_EQ(defaults.autoLogLocation, 0);
+    EXPECT_EQ(defaults.promptOpenLog, 1);
+    EXPECT_TRUE(IsEqualCLSID(defaults.loggedUnitOperation, GUID_NULL));
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, kKey, 0, KEY_READ, &key), ERROR_SUCCESS);
+    RegCloseKey(key);
 
-TEST_F(StoreTest, LongRecordsGrowTheReadBufferAndShortOnesStillFit)
-{
-    std::string longName(300, 'x');
-    setCount(2);
-    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", longName.c_str(), longName.c_str(), "true"));
-    setRaw("Package64_2", REG_MULTI_SZ, record(kClsid, "1", "short", "short", "true"));
-    loadPackages();
-    ASSERT_EQ(exportedPackages().size(), 2u);
-    EXPECT_EQ(exportedPackages()[0]->displayName, std::wstring(300, L'x'));
-    EXPECT_EQ(exportedPackages()[1]->displayName, L"short");
-}
-
-TEST_F(StoreTest, OptionsCountOnlyWhenValidAndAreNormalised)
-{
     setRaw("AutoLogLocation", REG_DWORD, std::string("\x07\0\0\0", 4));
     setRaw("PromptOpenLog", REG_SZ, "0");                       // wrong type: ignored
     setRaw("VESKERUnit64", REG_BINARY, std::string(15, '\x01'));  // wrong length: ignored
