@@ -48,9 +48,6 @@ private:
     const char* name_;
 };
 
-// The body of every facet method: records the call and runs its script.
-#define KIT_RUN(method, ...) run(&Iface::method, #method __VA_OPT__(,) __VA_ARGS__)
-
 struct InterfaceEntry {
     IID iid;
     const char* name;

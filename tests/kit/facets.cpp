@@ -8,16 +8,19 @@ namespace kit::detail {
 namespace {
 
 #define KIT_FACET(I, ...) struct I##Facet final : Facet<I> { using Facet::Facet; __VA_ARGS__ };
-#define KIT_M(n, params, ...) HRESULT STDMETHODCALLTYPE n params override { return KIT_RUN(n, __VA_ARGS__); }
-#define M0(n) HRESULT STDMETHODCALLTYPE n() override { return KIT_RUN(n); }
-#define M1(n, A) KIT_M(n, (A a), a)
-#define M2(n, A, B) KIT_M(n, (A a, B b), a, b)
-#define M3(n, A, B, C) KIT_M(n, (A a, B b, C c), a, b, c)
-#define M4(n, A, B, C, D) KIT_M(n, (A a, B b, C c, D d), a, b, c, d)
-#define M5(n, A, B, C, D, E) KIT_M(n, (A a, B b, C c, D d, E e), a, b, c, d, e)
-#define M6(n, A, B, C, D, E, F) KIT_M(n, (A a, B b, C c, D d, E e, F f), a, b, c, d, e, f)
+// The method's name is spelled where it is first met, before a Windows macro of the same name
+// (SetProp, GetProp) can replace it.
+#define KIT_M(n, name, params, ...) \
+    HRESULT STDMETHODCALLTYPE n params override { return run(&Iface::n, name __VA_OPT__(,) __VA_ARGS__); }
+#define M0(n) KIT_M(n, #n, ())
+#define M1(n, A) KIT_M(n, #n, (A a), a)
+#define M2(n, A, B) KIT_M(n, #n, (A a, B b), a, b)
+#define M3(n, A, B, C) KIT_M(n, #n, (A a, B b, C c), a, b, c)
+#define M4(n, A, B, C, D) KIT_M(n, #n, (A a, B b, C c, D d), a, b, c, d)
+#define M5(n, A, B, C, D, E) KIT_M(n, #n, (A a, B b, C c, D d, E e), a, b, c, d, e)
+#define M6(n, A, B, C, D, E, F) KIT_M(n, #n, (A a, B b, C c, D d, E e, F f), a, b, c, d, e, f)
 #define M9(n, A, B, C, D, E, F, G, H, I) \
-    KIT_M(n, (A a, B b, C c, D d, E e, F f, G g, H h, I i), a, b, c, d, e, f, g, h, i)
+    KIT_M(n, #n, (A a, B b, C c, D d, E e, F f, G g, H h, I i), a, b, c, d, e, f, g, h, i)
 
 KIT_FACET(ECapeRoot, M1(get_name, BSTR*))
 KIT_FACET(ECapeUser, M1(get_code, LONG*) M1(get_description, BSTR*) M1(get_scope, BSTR*) M1(get_interfaceName, BSTR*)
