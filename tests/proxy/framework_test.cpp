@@ -125,7 +125,8 @@ TEST(ErrorInterfaces, GettersForwardTheLiveErrorStateAndTheBoundsUseTheirMethodN
     auto kitObject = Object::create<ECapeBoundaries, ECapeBadCOParameter, ECapeUser, ICapeIdentification>();
     auto parameter = Object::create<ICapeParameter>();
     kitObject->returns(&ECapeBoundaries::get_LowerBound, 1.5)
-        .returns(&ECapeBadCOParameter::get_parameter, parameter->ptr<ICapeParameter>());
+        .returns(&ECapeBadCOParameter::get_parameter, parameter->ptr<ICapeParameter>())
+        .returns(&ECapeUser::get_code, 7L);
     auto proxy = proxyOf<ECapeBoundaries>(kitObject.get(), capture);
     double lower = 0;
     ASSERT_EQ(proxy->get_LowerBound(&lower), S_OK);
@@ -134,9 +135,13 @@ TEST(ErrorInterfaces, GettersForwardTheLiveErrorStateAndTheBoundsUseTheirMethodN
     ASSERT_EQ(proxy.query<ECapeBadCOParameter>()->get_parameter(raw.put()), S_OK);
     // The parameter of the error comes back raw: no proxy, no name asked.
     EXPECT_EQ(raw.get(), static_cast<IDispatch*>(parameter->ptr<ICapeParameter>()));
+    LONG code = 0;
+    ASSERT_EQ(proxy.query<ECapeUser>()->get_code(&code), S_OK);
+    EXPECT_EQ(code, 7);
     std::string records = capture.records();
     EXPECT_TRUE(has(records, R"(<arg name="get_LowerBound" direc="out" type="double">)")) << records;
     EXPECT_TRUE(has(records, R"(<func name="ECapeBadCOParameter::get_parameter" direc="out" object="Kit object">)"));
+    EXPECT_TRUE(has(records, R"(<func name="ECapeUser::get_code" direc="out" object="Kit object">)"));
 }
 
 TEST(Identification, ASuccessfulRenameShowsInLaterRecordsAndAFailedOneDoesNot)
@@ -257,6 +262,14 @@ TEST(ExposedObject, EditRefreshesTheNameAfterItAndComplainsAboutReadOnlyAfterThe
     LONG count = 0;
     exposed->Count(&count);
     EXPECT_EQ(capture.records(), golden("edit of a read-only object"));
+
+    // An edit whose name cannot be read afterwards changes nothing else.
+    LogCapture quiet;
+    collection->fail(&ICapeIdentification::get_ComponentName, E_FAIL);
+    auto named = testproxy::expose(collection.get(), quiet.log(), "Named");
+    EXPECT_EQ(named->Edit(), S_OK);
+    EXPECT_EQ(named->name(), "Named");
+    EXPECT_EQ(quiet.records(), "<func name=\"ICapeUtilities::Edit\" direc=\"in\" object=\"Named\">\n</func>\n");
 }
 
 TEST(ExposedObject, TheContextIsWrappedWithALogPassesRawWithoutAndIsNotKeptByTheCall)
@@ -288,31 +301,33 @@ TEST(ExposedObject, TheContextIsWrappedWithALogPassesRawWithoutAndIsNotKeptByThe
     EXPECT_EQ(context->refCount(), before);
 }
 
-TEST(ExposedObject, ChildrenLeftAtFinalReleaseAreReportedEmptiedAndSilent)
+TEST(ExposedObject, ParametersComeBackThroughAProxyWithALogAndAsTheyAreWithout)
 {
     testproxy::installTestFactories();
-    LogCapture capture("Package");
-    auto context = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Context");
-    auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-    ComPtr<IDispatch> kept;
-    package->on(&ICapeUtilities::put_simulationContext, [&](IDispatch* c) { kept = ComPtr<IDispatch>(c); });
-    {
-        auto exposed = testproxy::expose(package.get(), capture.log(), "Package");
-        exposed->put_simulationContext(context->ptr<ICapeDiagnostic>());
-        package->unscript(&ICapeUtilities::put_simulationContext);   // the package's own copy stays in `kept`
+    auto parameters = Object::create<ICapeDiagnostic, ICapeIdentification>(L"Parameters");
+    for (bool logged : {true, false}) {
+        LogCapture capture;
+        auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+        package->returns(&ICapeUtilities::get_parameters, parameters->ptr<ICapeDiagnostic>());
+        auto exposed = testproxy::expose(package.get(), logged ? capture.log() : nullptr);
+        ComPtr<IDispatch> got;
+        ASSERT_EQ(exposed->get_parameters(got.put()), S_OK);
+        EXPECT_EQ(got.get() == static_cast<IDispatch*>(parameters->ptr<ICapeDiagnostic>()), !logged);
+        EXPECT_EQ(exposed->children().size(), logged ? 1u : 0u);
+        EXPECT_EQ(has(capture.records(), "interface to object &quot;Parameters&quot;"), logged);
     }
-    std::string text = capture.text();
-    EXPECT_NE(text.find("<warning value=\"Object &quot;Context&quot; (type: Test Proxy) is not released at final "
-                        "release of &quot;Package&quot; (reference count 1)\"/>"),
-              std::string::npos)
-        << text;
-    EXPECT_NE(text.find("</tarvlogdocument>"), std::string::npos);
-    // The leftover is emptied and its log closed: it answers, but writes nothing.
-    EXPECT_FALSE(kept.query<ICapeDiagnostic>());
-    std::string before = capture.text();
-    EXPECT_EQ(static_cast<ICapeDiagnostic*>(kept.get())->LogMessage(Bstr(L"late").get()), E_UNEXPECTED);
-    EXPECT_EQ(capture.text(), before);
-    EXPECT_EQ(context->refCount(), 1u);
+    // A failure nulls the caller's pointer when logged; a null collection leaves it as it was.
+    LogCapture capture;
+    auto failing = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+    failing->fail(&ICapeUtilities::get_parameters, E_FAIL);
+    auto exposed = testproxy::expose(failing.get(), capture.log());
+    IDispatch* out = reinterpret_cast<IDispatch*>(1);
+    EXPECT_EQ(exposed->get_parameters(&out), E_FAIL);
+    EXPECT_EQ(out, nullptr);
+    failing->on(&ICapeUtilities::get_parameters, [](IDispatch** p) { *p = nullptr; });
+    out = nullptr;
+    EXPECT_EQ(exposed->get_parameters(&out), S_OK);
+    EXPECT_EQ(out, nullptr);
 }
 
 TEST(ExposedObject, AChildThatDiesInTheFirstPassLetsTheNextOneBeReported)
@@ -462,6 +477,12 @@ TEST(ProxiedCall, AFaultInTheComponentBecomesAnErrorRecordAndTheNextCallWorks)
         tarv::Variant value;
         EXPECT_EQ(proxy->get_NamedValue(Bstr(L"y").get(), value.put()), S_OK);
     }
+    // Without a log the caller still gets E_UNEXPECTED, its out-argument untouched.
+    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
+    collection->fault(&ICapeCollection::Count, kit::Fault::AccessViolation);
+    LONG count = 5;
+    EXPECT_EQ(testproxy::expose(collection.get(), nullptr)->Count(&count), E_UNEXPECTED);
+    EXPECT_EQ(count, 5);
 }
 
 // Lies that fault while the proxy reads them for the log, not while the component runs: each must
