@@ -49,9 +49,6 @@ public:
     static Fault ThrowText(std::string text);
     static Fault ThrowInt(int value = 42);
 
-    Kind kind() const noexcept { return kind_; }
-    const std::string& text() const noexcept { return *text_; }
-    int value() const noexcept { return value_; }
     // Raises the fault in the calling frame; never returns.
     [[noreturn]] void raise() const;
 

@@ -49,8 +49,6 @@ TEST(VartypeName, FlagsReplaceEachOtherAndUnknownBaseTypesAreMarked)
         VARTYPE vt;
         const char* name;
     } cases[] = {
-        {VT_EMPTY, "VT_EMPTY"},
-        {VT_R8, "VT_R8"},
         {VT_ARRAY | VT_R8, "VT_ARRAY|VT_R8"},
         {VT_VECTOR | VT_I4, "VT_VECTOR|VT_I4"},
         {VT_BYREF | VT_BSTR, "VT_BYREF|VT_BSTR"},
