@@ -22,114 +22,120 @@ namespace {
 #define M9(n, A, B, C, D, E, F, G, H, I) \
     KIT_M(n, #n, (A a, B b, C c, D d, E e, F f, G g, H h, I i), a, b, c, d, e, f, g, h, i)
 
-KIT_FACET(ECapeRoot, M1(get_name, BSTR*))
-KIT_FACET(ECapeUser, M1(get_code, LONG*) M1(get_description, BSTR*) M1(get_scope, BSTR*) M1(get_interfaceName, BSTR*)
-    M1(get_operation, BSTR*) M1(get_moreInfo, BSTR*))
-KIT_FACET(ECapeUnknown) KIT_FACET(ECapeData) KIT_FACET(ECapeLicenceError)
-KIT_FACET(ECapeBadCOParameter, M1(get_parameterName, BSTR*) M1(get_parameter, IDispatch**))
-KIT_FACET(ECapeBadArgument, M1(get_position, short*))
-KIT_FACET(ECapeInvalidArgument) KIT_FACET(ECapeOutOfBounds) KIT_FACET(ECapeImplementation) KIT_FACET(ECapeNoImpl)
-KIT_FACET(ECapeLimitedImpl) KIT_FACET(ECapeComputation) KIT_FACET(ECapeOutOfResources) KIT_FACET(ECapeNoMemory)
-KIT_FACET(ECapeTimeOut) KIT_FACET(ECapeFailedInitialisation) KIT_FACET(ECapeSolvingError)
-KIT_FACET(ECapeBadInvOrder, M1(get_requestedOperation, BSTR*))
-KIT_FACET(ECapeInvalidOperation) KIT_FACET(ECapePersistence) KIT_FACET(ECapeIllegalAccess)
-KIT_FACET(ECapePersistenceNotFound, M1(get_itemName, BSTR*))
-KIT_FACET(ECapePersistenceSystemError) KIT_FACET(ECapePersistenceOverflow)
-KIT_FACET(ECapeBoundaries, M1(get_LowerBound, double*) M1(get_UpperBound, double*) M1(get_value, double*)
-    M1(get_Type, BSTR*))
-KIT_FACET(ECapeThrmPropertyNotAvailable)
-KIT_FACET(ICapeIdentification, M1(get_ComponentName, BSTR*) M1(put_ComponentName, BSTR)
-    M1(get_ComponentDescription, BSTR*) M1(put_ComponentDescription, BSTR))
-KIT_FACET(ICapeUtilities, M1(get_parameters, IDispatch**) M1(put_simulationContext, IDispatch*) M0(Initialize)
-    M0(Terminate) M0(Edit))
-KIT_FACET(ICapeSimulationContext)
-KIT_FACET(ICapeDiagnostic, M1(PopUpMessage, BSTR) M1(LogMessage, BSTR))
-KIT_FACET(ICapeMaterialTemplateSystem, M1(get_MaterialTemplates, VARIANT*)
-    M2(CreateMaterialTemplate, BSTR, IDispatch**))
-KIT_FACET(ICapeCOSEUtilities, M1(get_NamedValueList, VARIANT*) M2(get_NamedValue, BSTR, VARIANT*))
-KIT_FACET(ICapeCollection, M2(Item, VARIANT, IDispatch**) M1(Count, LONG*))
-KIT_FACET(ICapeParameter, M1(get_Specification, IDispatch**) M1(get_value, VARIANT*) M1(put_value, VARIANT)
-    M1(get_ValStatus, CapeValidationStatus*) M1(get_Mode, CapeParamMode*) M1(put_Mode, CapeParamMode)
-    M2(Validate, BSTR*, VARIANT_BOOL*) M0(Reset))
-KIT_FACET(ICapeParameterSpec, M1(get_Type, CapeParamType*) M1(get_Dimensionality, VARIANT*))
-KIT_FACET(ICapeRealParameterSpec, M1(get_DefaultValue, double*) M1(get_LowerBound, double*)
-    M1(get_UpperBound, double*) M3(Validate, double, BSTR*, VARIANT_BOOL*))
-KIT_FACET(ICapeIntegerParameterSpec, M1(get_DefaultValue, LONG*) M1(get_LowerBound, LONG*) M1(get_UpperBound, LONG*)
-    M3(Validate, LONG, BSTR*, VARIANT_BOOL*))
-KIT_FACET(ICapeOptionParameterSpec, M1(get_DefaultValue, BSTR*) M1(get_OptionList, VARIANT*)
-    M1(get_RestrictedToList, VARIANT_BOOL*) M3(Validate, BSTR, BSTR*, VARIANT_BOOL*))
-KIT_FACET(ICapeBooleanParameterSpec, M1(get_DefaultValue, VARIANT_BOOL*)
-    M3(Validate, VARIANT_BOOL, BSTR*, VARIANT_BOOL*))
-KIT_FACET(ICapeArrayParameterSpec, M1(get_NumDimensions, LONG*) M1(get_Size, VARIANT*)
-    M1(get_ItemsSpecifications, VARIANT*) M3(Validate, VARIANT, VARIANT*, VARIANT*))
-KIT_FACET(ICapeUnit, M1(get_ports, IDispatch**) M1(get_ValStatus, CapeValidationStatus*) M0(Calculate)
-    M2(Validate, BSTR*, VARIANT_BOOL*))
-KIT_FACET(ICapeUnitPort, M1(get_portType, CapePortType*) M1(get_direction, CapePortDirection*)
-    M1(get_connectedObject, IDispatch**) M1(Connect, IDispatch*) M0(Disconnect))
-KIT_FACET(ICapeUnitReport, M1(get_reports, VARIANT*) M1(get_selectedReport, BSTR*) M1(put_selectedReport, BSTR)
-    M1(ProduceReport, BSTR*))
-KIT_FACET(ICapeThermoSystem, M1(GetPropertyPackages, VARIANT*) M2(ResolvePropertyPackage, BSTR, IDispatch**))
-KIT_FACET(ICapeThermoPropertyPackage, M1(GetPhaseList, VARIANT*)
-    M6(GetComponentList, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*)
-    M3(GetUniversalConstant, IDispatch*, VARIANT, VARIANT*) M3(GetComponentConstant, IDispatch*, VARIANT, VARIANT*)
-    M4(CalcProp, IDispatch*, VARIANT, VARIANT, BSTR) M3(CalcEquilibrium, IDispatch*, BSTR, VARIANT)
-    M3(PropCheck, IDispatch*, VARIANT, VARIANT*) M3(ValidityCheck, IDispatch*, VARIANT, VARIANT*)
-    M1(GetPropList, VARIANT*))
-KIT_FACET(ICapeThermoMaterialObject, M1(get_ComponentIds, VARIANT*) M1(get_PhaseIds, VARIANT*)
-    M2(GetUniversalConstant, VARIANT, VARIANT*) M3(GetComponentConstant, VARIANT, VARIANT, VARIANT*)
-    M3(CalcProp, VARIANT, VARIANT, BSTR) M6(GetProp, BSTR, BSTR, VARIANT, BSTR, BSTR, VARIANT*)
-    M6(SetProp, BSTR, BSTR, VARIANT, BSTR, BSTR, VARIANT) M2(CalcEquilibrium, BSTR, VARIANT)
-    M2(SetIndependentVar, VARIANT, VARIANT) M2(GetIndependentVar, VARIANT, VARIANT*) M2(PropCheck, VARIANT, VARIANT*)
-    M1(AvailableProps, VARIANT*) M1(RemoveResults, VARIANT) M1(CreateMaterialObject, IDispatch**)
-    M1(Duplicate, IDispatch**) M2(ValidityCheck, VARIANT, VARIANT*) M1(GetPropList, VARIANT*)
-    M1(GetNumComponents, LONG*))
-KIT_FACET(ICapeThermoMaterialTemplate, M1(CreateMaterialObject, IDispatch**) M2(SetProp, BSTR, VARIANT))
-KIT_FACET(ICapeThermoCalculationRoutine, M4(CalcProp, IDispatch*, VARIANT, VARIANT, BSTR)
-    M3(PropCheck, IDispatch*, VARIANT, VARIANT*) M3(PropList, VARIANT*, VARIANT*, VARIANT*)
-    M3(ValidityCheck, IDispatch*, VARIANT, VARIANT*))
-KIT_FACET(ICapeThermoContext10, M1(SetMaterial, IDispatch**))
-KIT_FACET(ICapeThermoPropertyPackageManager, M1(GetPropertyPackageList, VARIANT*)
-    M2(GetPropertyPackage, BSTR, IDispatch**))
-KIT_FACET(ICapeThermoMaterial, M0(ClearAllProps) M1(CopyFromMaterial, IDispatch**) M1(CreateMaterial, IDispatch**)
-    M3(GetOverallProp, BSTR, BSTR, VARIANT*) M3(GetOverallTPFraction, double*, double*, VARIANT*)
-    M2(GetPresentPhases, VARIANT*, VARIANT*) M4(GetSinglePhaseProp, BSTR, BSTR, BSTR, VARIANT*)
-    M4(GetTPFraction, BSTR, double*, double*, VARIANT*) M4(GetTwoPhaseProp, BSTR, VARIANT, BSTR, VARIANT*)
-    M3(SetOverallProp, BSTR, BSTR, VARIANT) M2(SetPresentPhases, VARIANT, VARIANT)
-    M4(SetSinglePhaseProp, BSTR, BSTR, BSTR, VARIANT) M4(SetTwoPhaseProp, BSTR, VARIANT, BSTR, VARIANT))
-KIT_FACET(ICapeThermoCompounds, M3(GetCompoundConstant, VARIANT, VARIANT, VARIANT*)
-    M6(GetCompoundList, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*) M1(GetConstPropList, VARIANT*)
-    M1(GetNumCompounds, LONG*) M4(GetPDependentProperty, VARIANT, double, VARIANT, VARIANT*)
-    M1(GetPDependentPropList, VARIANT*) M4(GetTDependentProperty, VARIANT, double, VARIANT, VARIANT*)
-    M1(GetTDependentPropList, VARIANT*))
-KIT_FACET(ICapeThermoPhases, M1(GetNumPhases, LONG*) M3(GetPhaseInfo, BSTR, BSTR, VARIANT*)
-    M3(GetPhaseList, VARIANT*, VARIANT*, VARIANT*))
-KIT_FACET(ICapeThermoPropertyRoutine,
-    M9(CalcAndGetLnPhi, BSTR, double, double, VARIANT, int, VARIANT*, VARIANT*, VARIANT*, VARIANT*)
-    M2(CalcSinglePhaseProp, VARIANT, BSTR) M2(CalcTwoPhaseProp, VARIANT, VARIANT)
-    M3(CheckSinglePhasePropSpec, BSTR, BSTR, VARIANT_BOOL*) M3(CheckTwoPhasePropSpec, BSTR, VARIANT, VARIANT_BOOL*)
-    M1(GetSinglePhasePropList, VARIANT*) M1(GetTwoPhasePropList, VARIANT*))
-KIT_FACET(ICapeThermoEquilibriumRoutine, M3(CalcEquilibrium, VARIANT, VARIANT, BSTR)
-    M4(CheckEquilibriumSpec, VARIANT, VARIANT, BSTR, VARIANT_BOOL*))
-KIT_FACET(ICapeThermoUniversalConstant, M2(GetUniversalConstant, BSTR, VARIANT*)
-    M1(GetUniversalConstantList, VARIANT*))
-KIT_FACET(ICapeThermoMaterialContext, M1(SetMaterial, IDispatch*) M0(UnsetMaterial))
-KIT_FACET(ICapeReactionsPackageManager, M1(GetListOfReactionsPackages, VARIANT*)
-    M2(ResolveReactionsPackage, BSTR, IDispatch**))
-KIT_FACET(ICapeReactionChemistry, M1(GetNumberOfReactions, LONG*) M1(GetReactionsIds, VARIANT*)
-    M2(GetReactionType, BSTR, CapeReactionType*) M2(GetNumberOfReactionCompounds, BSTR, LONG*)
-    M4(GetReactionCompoundIds, BSTR, VARIANT*, VARIANT*, VARIANT*) M2(GetStoichiometricCoefficients, BSTR, VARIANT*)
-    M2(GetReactionPhase, BSTR, BSTR*) M2(GetReactionRateBasis, BSTR, CapeReactionRateBasis*)
-    M2(GetReactionConcBasis, BSTR, BSTR*) M2(GetBaseReactant, BSTR, BSTR*)
-    M3(GetPhaseCompounds, BSTR, LONG*, VARIANT*) M2(GetReactionParameters, BSTR, IDispatch**))
-KIT_FACET(ICapeReactionProperties, M5(GetReactionProp, BSTR, BSTR, VARIANT, BSTR, VARIANT*)
-    M5(SetReactionProp, BSTR, BSTR, VARIANT, BSTR, VARIANT))
-KIT_FACET(ICapeReactionsRoutine, M4(CalcReactionProp, VARIANT, BSTR, VARIANT, BSTR))
-KIT_FACET(ICapeKineticReactionContext, M1(SetReactionObject, IDispatch**))
-KIT_FACET(ICapeElectrolyteReactionContext, M1(SetReactionObject, IDispatch**))
-KIT_FACET(IPersistStreamInit, M1(GetClassID, CLSID*) M0(IsDirty) M1(Load, IStream*) M2(Save, IStream*, BOOL)
-    M1(GetSizeMax, ULARGE_INTEGER*) M0(InitNew))
-KIT_FACET(IPersistStream, M1(GetClassID, CLSID*) M0(IsDirty) M1(Load, IStream*) M2(Save, IStream*, BOOL)
-    M1(GetSizeMax, ULARGE_INTEGER*))
+// Every interface the kit implements with its methods, in the order of the CAPE-OPEN library, then
+// the stream persistence interfaces.
+#define KIT_INTERFACES(X) \
+    X(ECapeRoot, M1(get_name, BSTR*)) \
+    X(ECapeUser, M1(get_code, LONG*) M1(get_description, BSTR*) M1(get_scope, BSTR*) M1(get_interfaceName, BSTR*) \
+        M1(get_operation, BSTR*) M1(get_moreInfo, BSTR*)) \
+    X(ECapeUnknown) X(ECapeData) X(ECapeLicenceError) \
+    X(ECapeBadCOParameter, M1(get_parameterName, BSTR*) M1(get_parameter, IDispatch**)) \
+    X(ECapeBadArgument, M1(get_position, short*)) \
+    X(ECapeInvalidArgument) X(ECapeOutOfBounds) X(ECapeImplementation) X(ECapeNoImpl) X(ECapeLimitedImpl) \
+    X(ECapeComputation) X(ECapeOutOfResources) X(ECapeNoMemory) X(ECapeTimeOut) X(ECapeFailedInitialisation) \
+    X(ECapeSolvingError) \
+    X(ECapeBadInvOrder, M1(get_requestedOperation, BSTR*)) \
+    X(ECapeInvalidOperation) X(ECapePersistence) X(ECapeIllegalAccess) \
+    X(ECapePersistenceNotFound, M1(get_itemName, BSTR*)) \
+    X(ECapePersistenceSystemError) X(ECapePersistenceOverflow) \
+    X(ECapeBoundaries, M1(get_LowerBound, double*) M1(get_UpperBound, double*) M1(get_value, double*) \
+        M1(get_Type, BSTR*)) \
+    X(ECapeThrmPropertyNotAvailable) \
+    X(ICapeIdentification, M1(get_ComponentName, BSTR*) M1(put_ComponentName, BSTR) \
+        M1(get_ComponentDescription, BSTR*) M1(put_ComponentDescription, BSTR)) \
+    X(ICapeUtilities, M1(get_parameters, IDispatch**) M1(put_simulationContext, IDispatch*) M0(Initialize) \
+        M0(Terminate) M0(Edit)) \
+    X(ICapeSimulationContext) \
+    X(ICapeDiagnostic, M1(PopUpMessage, BSTR) M1(LogMessage, BSTR)) \
+    X(ICapeMaterialTemplateSystem, M1(get_MaterialTemplates, VARIANT*) \
+        M2(CreateMaterialTemplate, BSTR, IDispatch**)) \
+    X(ICapeCOSEUtilities, M1(get_NamedValueList, VARIANT*) M2(get_NamedValue, BSTR, VARIANT*)) \
+    X(ICapeCollection, M2(Item, VARIANT, IDispatch**) M1(Count, LONG*)) \
+    X(ICapeParameter, M1(get_Specification, IDispatch**) M1(get_value, VARIANT*) M1(put_value, VARIANT) \
+        M1(get_ValStatus, CapeValidationStatus*) M1(get_Mode, CapeParamMode*) M1(put_Mode, CapeParamMode) \
+        M2(Validate, BSTR*, VARIANT_BOOL*) M0(Reset)) \
+    X(ICapeParameterSpec, M1(get_Type, CapeParamType*) M1(get_Dimensionality, VARIANT*)) \
+    X(ICapeRealParameterSpec, M1(get_DefaultValue, double*) M1(get_LowerBound, double*) M1(get_UpperBound, double*) \
+        M3(Validate, double, BSTR*, VARIANT_BOOL*)) \
+    X(ICapeIntegerParameterSpec, M1(get_DefaultValue, LONG*) M1(get_LowerBound, LONG*) M1(get_UpperBound, LONG*) \
+        M3(Validate, LONG, BSTR*, VARIANT_BOOL*)) \
+    X(ICapeOptionParameterSpec, M1(get_DefaultValue, BSTR*) M1(get_OptionList, VARIANT*) \
+        M1(get_RestrictedToList, VARIANT_BOOL*) M3(Validate, BSTR, BSTR*, VARIANT_BOOL*)) \
+    X(ICapeBooleanParameterSpec, M1(get_DefaultValue, VARIANT_BOOL*) \
+        M3(Validate, VARIANT_BOOL, BSTR*, VARIANT_BOOL*)) \
+    X(ICapeArrayParameterSpec, M1(get_NumDimensions, LONG*) M1(get_Size, VARIANT*) \
+        M1(get_ItemsSpecifications, VARIANT*) M3(Validate, VARIANT, VARIANT*, VARIANT*)) \
+    X(ICapeUnit, M1(get_ports, IDispatch**) M1(get_ValStatus, CapeValidationStatus*) M0(Calculate) \
+        M2(Validate, BSTR*, VARIANT_BOOL*)) \
+    X(ICapeUnitPort, M1(get_portType, CapePortType*) M1(get_direction, CapePortDirection*) \
+        M1(get_connectedObject, IDispatch**) M1(Connect, IDispatch*) M0(Disconnect)) \
+    X(ICapeUnitReport, M1(get_reports, VARIANT*) M1(get_selectedReport, BSTR*) M1(put_selectedReport, BSTR) \
+        M1(ProduceReport, BSTR*)) \
+    X(ICapeThermoSystem, M1(GetPropertyPackages, VARIANT*) M2(ResolvePropertyPackage, BSTR, IDispatch**)) \
+    X(ICapeThermoPropertyPackage, M1(GetPhaseList, VARIANT*) \
+        M6(GetComponentList, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*) \
+        M3(GetUniversalConstant, IDispatch*, VARIANT, VARIANT*) \
+        M3(GetComponentConstant, IDispatch*, VARIANT, VARIANT*) M4(CalcProp, IDispatch*, VARIANT, VARIANT, BSTR) \
+        M3(CalcEquilibrium, IDispatch*, BSTR, VARIANT) M3(PropCheck, IDispatch*, VARIANT, VARIANT*) \
+        M3(ValidityCheck, IDispatch*, VARIANT, VARIANT*) M1(GetPropList, VARIANT*)) \
+    X(ICapeThermoMaterialObject, M1(get_ComponentIds, VARIANT*) M1(get_PhaseIds, VARIANT*) \
+        M2(GetUniversalConstant, VARIANT, VARIANT*) M3(GetComponentConstant, VARIANT, VARIANT, VARIANT*) \
+        M3(CalcProp, VARIANT, VARIANT, BSTR) M6(GetProp, BSTR, BSTR, VARIANT, BSTR, BSTR, VARIANT*) \
+        M6(SetProp, BSTR, BSTR, VARIANT, BSTR, BSTR, VARIANT) M2(CalcEquilibrium, BSTR, VARIANT) \
+        M2(SetIndependentVar, VARIANT, VARIANT) M2(GetIndependentVar, VARIANT, VARIANT*) \
+        M2(PropCheck, VARIANT, VARIANT*) M1(AvailableProps, VARIANT*) M1(RemoveResults, VARIANT) \
+        M1(CreateMaterialObject, IDispatch**) M1(Duplicate, IDispatch**) M2(ValidityCheck, VARIANT, VARIANT*) \
+        M1(GetPropList, VARIANT*) M1(GetNumComponents, LONG*)) \
+    X(ICapeThermoMaterialTemplate, M1(CreateMaterialObject, IDispatch**) M2(SetProp, BSTR, VARIANT)) \
+    X(ICapeThermoCalculationRoutine, M4(CalcProp, IDispatch*, VARIANT, VARIANT, BSTR) \
+        M3(PropCheck, IDispatch*, VARIANT, VARIANT*) M3(PropList, VARIANT*, VARIANT*, VARIANT*) \
+        M3(ValidityCheck, IDispatch*, VARIANT, VARIANT*)) \
+    X(ICapeThermoContext10, M1(SetMaterial, IDispatch**)) \
+    X(ICapeThermoPropertyPackageManager, M1(GetPropertyPackageList, VARIANT*) \
+        M2(GetPropertyPackage, BSTR, IDispatch**)) \
+    X(ICapeThermoMaterial, M0(ClearAllProps) M1(CopyFromMaterial, IDispatch**) M1(CreateMaterial, IDispatch**) \
+        M3(GetOverallProp, BSTR, BSTR, VARIANT*) M3(GetOverallTPFraction, double*, double*, VARIANT*) \
+        M2(GetPresentPhases, VARIANT*, VARIANT*) M4(GetSinglePhaseProp, BSTR, BSTR, BSTR, VARIANT*) \
+        M4(GetTPFraction, BSTR, double*, double*, VARIANT*) M4(GetTwoPhaseProp, BSTR, VARIANT, BSTR, VARIANT*) \
+        M3(SetOverallProp, BSTR, BSTR, VARIANT) M2(SetPresentPhases, VARIANT, VARIANT) \
+        M4(SetSinglePhaseProp, BSTR, BSTR, BSTR, VARIANT) M4(SetTwoPhaseProp, BSTR, VARIANT, BSTR, VARIANT)) \
+    X(ICapeThermoCompounds, M3(GetCompoundConstant, VARIANT, VARIANT, VARIANT*) \
+        M6(GetCompoundList, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*) \
+        M1(GetConstPropList, VARIANT*) M1(GetNumCompounds, LONG*) \
+        M4(GetPDependentProperty, VARIANT, double, VARIANT, VARIANT*) M1(GetPDependentPropList, VARIANT*) \
+        M4(GetTDependentProperty, VARIANT, double, VARIANT, VARIANT*) M1(GetTDependentPropList, VARIANT*)) \
+    X(ICapeThermoPhases, M1(GetNumPhases, LONG*) M3(GetPhaseInfo, BSTR, BSTR, VARIANT*) \
+        M3(GetPhaseList, VARIANT*, VARIANT*, VARIANT*)) \
+    X(ICapeThermoPropertyRoutine, \
+        M9(CalcAndGetLnPhi, BSTR, double, double, VARIANT, int, VARIANT*, VARIANT*, VARIANT*, VARIANT*) \
+        M2(CalcSinglePhaseProp, VARIANT, BSTR) M2(CalcTwoPhaseProp, VARIANT, VARIANT) \
+        M3(CheckSinglePhasePropSpec, BSTR, BSTR, VARIANT_BOOL*) \
+        M3(CheckTwoPhasePropSpec, BSTR, VARIANT, VARIANT_BOOL*) M1(GetSinglePhasePropList, VARIANT*) \
+        M1(GetTwoPhasePropList, VARIANT*)) \
+    X(ICapeThermoEquilibriumRoutine, M3(CalcEquilibrium, VARIANT, VARIANT, BSTR) \
+        M4(CheckEquilibriumSpec, VARIANT, VARIANT, BSTR, VARIANT_BOOL*)) \
+    X(ICapeThermoUniversalConstant, M2(GetUniversalConstant, BSTR, VARIANT*) M1(GetUniversalConstantList, VARIANT*)) \
+    X(ICapeThermoMaterialContext, M1(SetMaterial, IDispatch*) M0(UnsetMaterial)) \
+    X(ICapeReactionsPackageManager, M1(GetListOfReactionsPackages, VARIANT*) \
+        M2(ResolveReactionsPackage, BSTR, IDispatch**)) \
+    X(ICapeReactionChemistry, M1(GetNumberOfReactions, LONG*) M1(GetReactionsIds, VARIANT*) \
+        M2(GetReactionType, BSTR, CapeReactionType*) M2(GetNumberOfReactionCompounds, BSTR, LONG*) \
+        M4(GetReactionCompoundIds, BSTR, VARIANT*, VARIANT*, VARIANT*) \
+        M2(GetStoichiometricCoefficients, BSTR, VARIANT*) M2(GetReactionPhase, BSTR, BSTR*) \
+        M2(GetReactionRateBasis, BSTR, CapeReactionRateBasis*) M2(GetReactionConcBasis, BSTR, BSTR*) \
+        M2(GetBaseReactant, BSTR, BSTR*) M3(GetPhaseCompounds, BSTR, LONG*, VARIANT*) \
+        M2(GetReactionParameters, BSTR, IDispatch**)) \
+    X(ICapeReactionProperties, M5(GetReactionProp, BSTR, BSTR, VARIANT, BSTR, VARIANT*) \
+        M5(SetReactionProp, BSTR, BSTR, VARIANT, BSTR, VARIANT)) \
+    X(ICapeReactionsRoutine, M4(CalcReactionProp, VARIANT, BSTR, VARIANT, BSTR)) \
+    X(ICapeKineticReactionContext, M1(SetReactionObject, IDispatch**)) \
+    X(ICapeElectrolyteReactionContext, M1(SetReactionObject, IDispatch**)) \
+    X(IPersistStreamInit, M1(GetClassID, CLSID*) M0(IsDirty) M1(Load, IStream*) M2(Save, IStream*, BOOL) \
+        M1(GetSizeMax, ULARGE_INTEGER*) M0(InitNew)) \
+    X(IPersistStream, M1(GetClassID, CLSID*) M0(IsDirty) M1(Load, IStream*) M2(Save, IStream*, BOOL) \
+        M1(GetSizeMax, ULARGE_INTEGER*))
+
+KIT_INTERFACES(KIT_FACET)
 
 template <class F>
 InterfaceEntry entry(const char* name)
@@ -138,38 +144,13 @@ InterfaceEntry entry(const char* name)
             [](Object& owner, const char* n) -> std::unique_ptr<FacetBase> { return std::make_unique<F>(owner, n); }};
 }
 
-#define KIT_ENTRY(I) entry<I##Facet>(#I)
+#define KIT_ENTRY(I, ...) entry<I##Facet>(#I),
 
 } // namespace
 
 const std::vector<InterfaceEntry>& interfaceTable()
 {
-    static const std::vector<InterfaceEntry> table{
-        KIT_ENTRY(ECapeRoot), KIT_ENTRY(ECapeUser), KIT_ENTRY(ECapeUnknown), KIT_ENTRY(ECapeData),
-        KIT_ENTRY(ECapeLicenceError), KIT_ENTRY(ECapeBadCOParameter), KIT_ENTRY(ECapeBadArgument),
-        KIT_ENTRY(ECapeInvalidArgument), KIT_ENTRY(ECapeOutOfBounds), KIT_ENTRY(ECapeImplementation),
-        KIT_ENTRY(ECapeNoImpl), KIT_ENTRY(ECapeLimitedImpl), KIT_ENTRY(ECapeComputation),
-        KIT_ENTRY(ECapeOutOfResources), KIT_ENTRY(ECapeNoMemory), KIT_ENTRY(ECapeTimeOut),
-        KIT_ENTRY(ECapeFailedInitialisation), KIT_ENTRY(ECapeSolvingError), KIT_ENTRY(ECapeBadInvOrder),
-        KIT_ENTRY(ECapeInvalidOperation), KIT_ENTRY(ECapePersistence), KIT_ENTRY(ECapeIllegalAccess),
-        KIT_ENTRY(ECapePersistenceNotFound), KIT_ENTRY(ECapePersistenceSystemError),
-        KIT_ENTRY(ECapePersistenceOverflow), KIT_ENTRY(ECapeBoundaries), KIT_ENTRY(ECapeThrmPropertyNotAvailable),
-        KIT_ENTRY(ICapeIdentification), KIT_ENTRY(ICapeUtilities), KIT_ENTRY(ICapeSimulationContext),
-        KIT_ENTRY(ICapeDiagnostic), KIT_ENTRY(ICapeMaterialTemplateSystem), KIT_ENTRY(ICapeCOSEUtilities),
-        KIT_ENTRY(ICapeCollection), KIT_ENTRY(ICapeParameter), KIT_ENTRY(ICapeParameterSpec),
-        KIT_ENTRY(ICapeRealParameterSpec), KIT_ENTRY(ICapeIntegerParameterSpec), KIT_ENTRY(ICapeOptionParameterSpec),
-        KIT_ENTRY(ICapeBooleanParameterSpec), KIT_ENTRY(ICapeArrayParameterSpec), KIT_ENTRY(ICapeUnit),
-        KIT_ENTRY(ICapeUnitPort), KIT_ENTRY(ICapeUnitReport), KIT_ENTRY(ICapeThermoSystem),
-        KIT_ENTRY(ICapeThermoPropertyPackage), KIT_ENTRY(ICapeThermoMaterialObject),
-        KIT_ENTRY(ICapeThermoMaterialTemplate), KIT_ENTRY(ICapeThermoCalculationRoutine),
-        KIT_ENTRY(ICapeThermoContext10), KIT_ENTRY(ICapeThermoPropertyPackageManager), KIT_ENTRY(ICapeThermoMaterial),
-        KIT_ENTRY(ICapeThermoCompounds), KIT_ENTRY(ICapeThermoPhases), KIT_ENTRY(ICapeThermoPropertyRoutine),
-        KIT_ENTRY(ICapeThermoEquilibriumRoutine), KIT_ENTRY(ICapeThermoUniversalConstant),
-        KIT_ENTRY(ICapeThermoMaterialContext), KIT_ENTRY(ICapeReactionsPackageManager),
-        KIT_ENTRY(ICapeReactionChemistry), KIT_ENTRY(ICapeReactionProperties), KIT_ENTRY(ICapeReactionsRoutine),
-        KIT_ENTRY(ICapeKineticReactionContext), KIT_ENTRY(ICapeElectrolyteReactionContext),
-        KIT_ENTRY(IPersistStreamInit), KIT_ENTRY(IPersistStream),
-    };
+    static const std::vector<InterfaceEntry> table{KIT_INTERFACES(KIT_ENTRY)};
     return table;
 }
 
