@@ -123,30 +123,6 @@ TEST(ArgumentRecords, InterfacePointers)
     });
 }
 
-TEST(ArgumentRecords, InterfaceNameQueriesAreNotLogged)
-{
-    // An object that logs into the same log while asked for its name (as a proxy of this log
-    // would) leaves nothing, and the log is attached again afterwards.
-    auto object = kit::Object::create<ICapeIdentification>(L"Proxy");
-    CallLog* target = nullptr;
-    object->on(&ICapeIdentification::get_ComponentName, [&](BSTR* name) {
-        target->beginFunc(1, "ICapeIdentification::get_ComponentName", "Proxy");
-        target->endFunc(S_OK, nullptr);
-        *name = SysAllocString(L"Proxy");
-        return S_OK;
-    });
-    IUnknown* p = object->ptr<ICapeIdentification>();
-    std::string records = recordsOf([&](CallLog& l) {
-        target = &l;
-        l.argInterface("o", 1, p);
-        EXPECT_TRUE(l.isOpen());
-    });
-    EXPECT_EQ(records, crlf("<arg name=\"o\" direc=\"in\" type=\"interface\">\n"
-                            " <argval value=\"interface to object &quot;Proxy&quot; (address 0x" +
-                            msvcrtPointer(p) + ")\"/>\n</arg>\n"));
-    EXPECT_EQ(object->callCount("ICapeIdentification::get_ComponentName"), 1u);
-}
-
 TEST(ArgumentRecords, Enumerations)
 {
     auto valid = [](const char* type, const char* direc, const char* value) {
