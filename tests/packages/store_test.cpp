@@ -1,14 +1,23 @@
-// The exported-package list and the options in the current user's registry: the record format
-// byte for byte, and what a load does with values that are missing, damaged or of the wrong type.
-#include "packages/package_store.h"
-
+// The exported-package list and the options in the registry (the record format byte for byte, and
+// what a load does with values that are missing, damaged or of the wrong type), and where log files
+// go and how they end: the automatic location and its numbering, the Save dialog, the message for a
+// file that cannot be opened, and the question when a log closes.
 #include "com/bstr.h"
+#include "log/clock.h"
+#include "log/log_file.h"
+#include "packages/package_store.h"
+#include "support/dialogs.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
+#include <shlobj.h>
+
+#include <fstream>
 #include <string>
 
 using namespace tarv;
+using testsupport::DialogAnswerer;
 
 namespace {
 
@@ -39,12 +48,10 @@ struct StoreTest : testing::Test {
         }
         return s + '\0';
     }
-    static bool valueExists(const char* name)
+    static LSTATUS value(const char* name, DWORD* v = nullptr)
     {
-        HKEY key = openSettingsKey();
-        bool found = RegQueryValueExA(key, name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-        RegCloseKey(key);
-        return found;
+        DWORD size = sizeof *v;
+        return RegGetValueA(HKEY_CURRENT_USER, kKey, name, RRF_RT_ANY, nullptr, v, v ? &size : nullptr);
     }
     static std::vector<std::wstring> displayNames()
     {
@@ -56,59 +63,79 @@ struct StoreTest : testing::Test {
 
 const char* const kClsid = "{C0FFEE00-1111-2222-3333-444455556666}";
 
+std::string desktopLogs()
+{
+    char desktop[MAX_PATH];
+    SHGetSpecialFolderPathA(nullptr, desktop, CSIDL_DESKTOPDIRECTORY, FALSE);
+    return std::string(desktop) + "\\TARV logs";
+}
+
+struct LogFileTest : testing::Test {
+    void SetUp() override
+    {
+        RegDeleteTreeA(HKEY_CURRENT_USER, kKey);
+        setLocalTimeSource(&testsupport::fixedTime);
+        removeLogs();
+    }
+    void TearDown() override
+    {
+        setLocalTimeSource(nullptr);
+        CallLog::setCloseHook(nullptr);
+        removeLogs();
+        RegDeleteTreeA(HKEY_CURRENT_USER, kKey);
+    }
+    static void removeLogs()
+    {
+        std::string dir = desktopLogs();
+        for (const char* name : {"\\log-14November2026-15h17.tlg", "\\log-14November2026-15h17(1).tlg",
+                                 "\\log-14November2026-15h17(2).tlg"})
+            DeleteFileA((dir + name).c_str());
+        RemoveDirectoryA(dir.c_str());
+        DeleteFileA(dir.c_str());
+    }
+    static void options(int autoLog, int prompt)
+    {
+        ServerOptions o;
+        o.autoLogLocation = autoLog;
+        o.promptOpenLog = prompt;
+        saveOptions(o);
+    }
+};
+
 } // namespace
 
-TEST_F(StoreTest, ARecordIsFiveStringsAndATerminatorAndReadsBackWhole)
+TEST_F(StoreTest, ARecordIsFiveStringsAndATerminatorAndItsFieldsAreJudgedAsStored)
 {
     ExportedPackage p;
     p.clsid = kClass;
     p.kind = PropertyPackageManager11;
-    p.packageName = L"Peng Robinson";
+    p.packageName = L"";   // a lone NUL: reading goes by count, not to the first double NUL
     p.displayName = L"My Thermo/Peng Robinson";
     p.loggingEnabled = 1;
     std::string bytes = serialisePackage(p);
-    EXPECT_EQ(bytes, record(kClsid, "0", "Peng Robinson", "My Thermo/Peng Robinson", "true"));
-
+    EXPECT_EQ(bytes, record(kClsid, "0", "", "My Thermo/Peng Robinson", "true"));
     ExportedPackage back;
     ASSERT_TRUE(parsePackage(back, bytes.data(), bytes.size()));
     EXPECT_TRUE(IsEqualCLSID(back.clsid, kClass));
     EXPECT_EQ(back.kind, PropertyPackageManager11);
-    EXPECT_EQ(back.packageName, L"Peng Robinson");
-    EXPECT_EQ(back.displayName, L"My Thermo/Peng Robinson");
-    EXPECT_EQ(back.loggingEnabled, 1);
-
-    // An empty package name is a lone NUL: reading goes by count, not to the first double NUL.
-    p.packageName.clear();
-    bytes = serialisePackage(p);
-    ASSERT_TRUE(parsePackage(back, bytes.data(), bytes.size()));
     EXPECT_EQ(back.packageName, L"");
     EXPECT_EQ(back.displayName, L"My Thermo/Peng Robinson");
-}
-
-TEST_F(StoreTest, KindAndLoggingFieldsAreJudgedAsStored)
-{
-    struct Case {
-        const char* kind;
-        const char* logging;
-        bool accepted;
-        int expectKind;
-        int expectLogging;
+    EXPECT_EQ(back.loggingEnabled, 1);
+    const struct {
+        const char *clsid, *kind, *logging;
+        int expectKind, expectLogging = 0;   // kind -1: refused
     } cases[] = {
-        {"1", "true", true, 1, 1},   {"5", "TRUE", true, 5, 1}, {"2abc", "false", true, 2, 0},
-        {"3", "1", true, 3, 0},      {"6", "true", false, 0, 0}, {"-1", "true", false, 0, 0},
-        {"x", "true", false, 0, 0},
+        {kClsid, "1", "true", 1, 1}, {kClsid, "5", "TRUE", 5, 1}, {kClsid, "2abc", "false", 2, 0}, {kClsid, "3", "1", 3, 0},
+        {kClsid, "6", "true", -1}, {kClsid, "-1", "true", -1}, {kClsid, "x", "true", -1}, {"{not a class}", "1", "true", -1},
     };
-    for (const Case& c : cases) {
-        std::string bytes = record(kClsid, c.kind, "n", "d", c.logging);
-        ExportedPackage p;
-        EXPECT_EQ(parsePackage(p, bytes.data(), bytes.size()), c.accepted) << c.kind;
-        if (!c.accepted) continue;
-        EXPECT_EQ(p.kind, c.expectKind) << c.kind;
-        EXPECT_EQ(p.loggingEnabled, c.expectLogging) << c.logging;
+    for (const auto& c : cases) {
+        std::string r = record(c.clsid, c.kind, "n", "d", c.logging);
+        ExportedPackage q;
+        EXPECT_EQ(parsePackage(q, r.data(), r.size()), c.expectKind >= 0) << c.kind;
+        if (c.expectKind < 0) continue;
+        EXPECT_EQ(q.kind, c.expectKind) << c.kind;
+        EXPECT_EQ(q.loggingEnabled, c.expectLogging) << c.logging;
     }
-    std::string badClass = record("{not a class}", "1", "n", "d", "true");
-    ExportedPackage p;
-    EXPECT_FALSE(parsePackage(p, badClass.data(), badClass.size()));
 }
 
 TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
@@ -127,12 +154,15 @@ TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
     loadPackages();
     EXPECT_EQ(displayNames(), expected);
     // The count alone says what is valid; the old fourth value stays behind without effect.
-    EXPECT_TRUE(valueExists("Package64_4"));
-    HKEY key = openSettingsKey();
-    DWORD count = 0, size = sizeof count;
-    RegQueryValueExA(key, "NumPackages64", nullptr, nullptr, reinterpret_cast<BYTE*>(&count), &size);
-    RegCloseKey(key);
+    DWORD count = 0;
+    EXPECT_EQ(value("Package64_4"), ERROR_SUCCESS);
+    EXPECT_EQ(value("NumPackages64", &count), ERROR_SUCCESS);
     EXPECT_EQ(count, 2u);
+    // A name outside the code page comes back as its narrow form.
+    exportedPackages()[0]->displayName = L"Mix \u4e2d";
+    savePackages();
+    loadPackages();
+    EXPECT_EQ(exportedPackages()[0]->displayName, toWide(toNarrow(L"Mix \u4e2d")));
 }
 
 TEST_F(StoreTest, AHugeCountLoadsTheRecordsThatExistInNumberOrder)
@@ -193,16 +223,72 @@ TEST_F(StoreTest, FirstUseCreatesTheKeyAndOptionsCountOnlyWhenValidAndAreNormali
     EXPECT_TRUE(IsEqualCLSID(reread.loggedUnitOperation, kClass));
 }
 
-TEST_F(StoreTest, ANameOutsideTheCodePageComesBackAsItsNarrowForm)
+TEST_F(LogFileTest, TheOptionIsReadAgainForEveryLogAndAutomaticNamesAreNumberedWithinTheMinute)
 {
-    ExportedPackage p;
-    p.clsid = kClass;
-    p.kind = PropertyPackage11;
-    p.packageName = p.displayName = L"Mix \u4e2d";
-    exportedPackages().clear();
-    exportedPackages().push_back(std::make_unique<ExportedPackage>(p));
-    savePackages();
-    loadPackages();
-    ASSERT_EQ(exportedPackages().size(), 1u);
-    EXPECT_EQ(exportedPackages()[0]->displayName, toWide(toNarrow(L"Mix \u4e2d")));
+    options(0, 0);
+    char temp[MAX_PATH];
+    GetTempPathA(MAX_PATH, temp);
+    const std::string chosen = std::string(temp) + "chosen-log";
+    for (int answer : {IDCANCEL, IDOK}) {
+        DialogAnswerer dialog("Create log for Mix:", answer, 1, chosen);
+        std::string path;
+        EXPECT_EQ(chooseLogFile(&path, "Create log for Mix:"), answer == IDOK);
+        EXPECT_TRUE(dialog.wait());
+        if (answer == IDOK) { EXPECT_EQ(path, chosen + ".tlg"); }   // a chosen name gets its extension
+    }
+    options(1, 0);   // as the manager window of another process would
+    for (const char* name : {"", "(1)", "(2)"}) {
+        std::string path;
+        ASSERT_EQ(chooseLogFile(&path, "Create log for Mix:"), 1);
+        EXPECT_EQ(path, desktopLogs() + "\\log-14November2026-15h17" + name + ".tlg");
+        std::ofstream(path) << "x";
+    }
+}
+
+TEST_F(LogFileTest, AFileThatCannotBeOpenedIsReportedAndNoLogIsMade)
+{
+    options(1, 0);
+    // A file where the logs' folder should be: the folder cannot be made, the open fails.
+    std::ofstream(desktopLogs()) << "in the way";
+    DialogAnswerer error("Error:", IDOK);
+    CallLog* log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    EXPECT_EQ(log, nullptr);
+    ASSERT_TRUE(error.wait());
+    auto seen = error.seen();
+    ASSERT_EQ(seen.size(), 1u);
+    std::string path = desktopLogs() + "\\log-14November2026-15h17.tlg";
+    EXPECT_EQ(seen[0].text.rfind("Failed to open log file \"" + path + "\" for writing: ", 0), 0u) << seen[0].text;
+    EXPECT_NE(seen[0].text.find("\r\nLogging will not be enabled"), std::string::npos);
+    EXPECT_EQ(seen[0].buttons, std::vector<int>{IDOK});
+    EXPECT_EQ(seen[0].icon, MB_ICONERROR);
+}
+
+TEST_F(LogFileTest, ClosingAsksAsTheOptionWasReadWhenTheLogWasMade)
+{
+    options(1, 1);
+    installLogClosePrompt();
+    CallLog* log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    ASSERT_NE(log, nullptr);
+    std::string path = log->logPath();
+    options(1, 0);   // changed after the last read: does not count for this log
+    log->addRef();
+    DialogAnswerer no("Object terminated:", IDNO);
+    log->release();
+    ASSERT_TRUE(no.wait());
+    auto seen = no.seen();
+    EXPECT_EQ(seen[0].text, "Open log file \"" + path + "\"?");
+    EXPECT_EQ(seen[0].buttons, (std::vector<int>{IDYES, IDNO}));
+    EXPECT_EQ(seen[0].icon, MB_ICONQUESTION);
+    // The file is complete and can be opened for reading with sharing refused, as the viewer does.
+    HANDLE h = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    EXPECT_NE(h, INVALID_HANDLE_VALUE);
+    CloseHandle(h);
+
+    // With the prompt off when the log is made, nothing is asked.
+    log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    ASSERT_NE(log, nullptr);
+    DialogAnswerer none("Object terminated:", IDNO);
+    log->addRef();
+    log->release();
+    EXPECT_FALSE(none.wait(300));
 }
