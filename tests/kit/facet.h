@@ -11,8 +11,7 @@ namespace kit::detail {
 class FacetBase {
 public:
     virtual ~FacetBase() = default;
-    // The interface pointer that QueryInterface hands out.
-    virtual IUnknown* unknown() noexcept = 0;
+    virtual IUnknown* unknown() noexcept = 0;   // what QueryInterface hands out
     virtual const IID& iid() const noexcept = 0;
     virtual bool dual() const noexcept = 0;
 };
@@ -54,8 +53,6 @@ struct InterfaceEntry {
     std::unique_ptr<FacetBase> (*make)(Object& owner, const char* name);
 };
 
-// Every interface the kit implements, in the order of the CAPE-OPEN library, then the stream
-// persistence interfaces.
 const std::vector<InterfaceEntry>& interfaceTable();
 const InterfaceEntry* findInterface(REFIID iid);
 

@@ -1,15 +1,12 @@
-// The kit's facets: one per interface, its methods in the order of the interface's declaration,
-// each named with its parameter types. `override` and the instantiation in the table below make the
-// compiler hold every line against the IDL's generated header; a missing method leaves the facet
-// abstract.
+// The kit's facets: one per interface, its methods in declaration order with their parameter types.
+// `override` and the instantiation below hold every line against the IDL's generated header.
 #include "kit/facet.h"
 
 namespace kit::detail {
 namespace {
 
 #define KIT_FACET(I, ...) struct I##Facet final : Facet<I> { using Facet::Facet; __VA_ARGS__ };
-// The method's name is spelled where it is first met, before a Windows macro of the same name
-// (SetProp, GetProp) can replace it.
+// The name is spelled where first met, before a Windows macro of that name (SetProp) can replace it.
 #define KIT_M(n, name, params, ...) \
     HRESULT STDMETHODCALLTYPE n params override { return run(&Iface::n, name __VA_OPT__(,) __VA_ARGS__); }
 #define M0(n) KIT_M(n, #n, ())
@@ -22,8 +19,7 @@ namespace {
 #define M9(n, A, B, C, D, E, F, G, H, I) \
     KIT_M(n, #n, (A a, B b, C c, D d, E e, F f, G g, H h, I i), a, b, c, d, e, f, g, h, i)
 
-// Every interface the kit implements with its methods, in the order of the CAPE-OPEN library, then
-// the stream persistence interfaces.
+// Every interface the kit implements, in the order of the CAPE-OPEN library, then stream persistence.
 #define KIT_INTERFACES(X) \
     X(ECapeRoot, M1(get_name, BSTR*)) \
     X(ECapeUser, M1(get_code, LONG*) M1(get_description, BSTR*) M1(get_scope, BSTR*) M1(get_interfaceName, BSTR*) \

@@ -1,23 +1,15 @@
-// The faults are raised by code that the optimiser cannot see through: the null pointer and the
-// zero divisor are read from volatile storage at run time.
+// The null pointer is read from volatile storage at run time, so the optimiser cannot drop the read.
 #include "kit/kit.h"
 
 namespace kit {
 namespace {
 
 volatile int* volatile gNull = nullptr;
-volatile int gZero = 0;
-volatile int gOne = 1;
 volatile int gSink = 0;
 
 __attribute__((noinline, noipa)) void readNull()
 {
     gSink = *gNull;
-}
-
-__attribute__((noinline, noipa)) void divideByZero()
-{
-    gSink = gOne / gZero;   // both volatile: g++ turns 1 / x into comparisons
 }
 
 } // namespace
@@ -41,7 +33,6 @@ void Fault::raise() const
 {
     switch (kind_) {
     case Kind::AccessViolation: readNull(); break;
-    case Kind::IntDivideByZero: divideByZero(); break;
     case Kind::ThrowText: throw text_->c_str();
     case Kind::ThrowInt: throw value_;
     }

@@ -4,17 +4,12 @@
 //
 //   auto mat = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
 //   mat->on(&ICapeThermoMaterial::GetOverallProp, [](BSTR prop, BSTR basis, VARIANT* results) { ... });
-//   mat->returns(&ICapeThermoMaterial::CreateMaterial, otherKitObject);   // a getter's answer
 //   mat->fail(&ICapeThermoMaterial::SetOverallProp, ECapeNoImplHR).errorDescription(L"read only");
-//   mat->fault(&ICapeThermoMaterial::ClearAllProps, kit::Fault::AccessViolation);
-//   EXPECT_EQ(mat->calls(), (kit::Calls{"ICapeThermoMaterial::GetOverallProp"}));
 //
 // An object exposes exactly the interfaces chosen at creation, each a facet of its own (own vtable,
-// IDispatch from the type library; the object's reference count and QueryInterface), so methods
-// of the same name in two interfaces stay two methods. A script is keyed and typed by its member
-// pointer; a method without one returns S_OK and leaves its out-arguments alone, except
-// ICapeIdentification, which answers and stores the object's name and description. Objects
-// belong to one apartment. A script holding an owning pointer to its own object keeps it alive.
+// IDispatch from the type library), so methods of the same name in two interfaces stay two
+// methods. A method without a script returns S_OK and leaves its out-arguments alone, except
+// ICapeIdentification, which answers and stores the object's name and description.
 #include "capeopen.h"
 #include "com/com_ptr.h"
 #include "com/variant.h"
@@ -41,15 +36,10 @@ using Calls = std::vector<std::string>;
 // A crash or exception raised inside a component's method, for tests of the exception barrier.
 class Fault {
 public:
-    enum class Kind { AccessViolation, IntDivideByZero, ThrowText, ThrowInt };
-
+    enum class Kind { AccessViolation, ThrowText, ThrowInt };
     static const Fault AccessViolation;   // reads through a null pointer
-    static const Fault IntDivideByZero;   // integer division by a zero only known at run time
-    // Throws the text as a const char*, as g++'s `throw "text"` does.
-    static Fault ThrowText(std::string text);
+    static Fault ThrowText(std::string text);   // thrown as a const char*, as g++'s `throw "text"` is
     static Fault ThrowInt(int value = 42);
-
-    // Raises the fault in the calling frame; never returns.
     [[noreturn]] void raise() const;
 
 private:
@@ -60,26 +50,22 @@ private:
 };
 
 inline const Fault Fault::AccessViolation{Fault::Kind::AccessViolation};
-inline const Fault Fault::IntDivideByZero{Fault::Kind::IntDivideByZero};
 
 namespace detail {
 
-struct ScriptBase {
-    virtual ~ScriptBase() = default;
-};
+struct ScriptBase { virtual ~ScriptBase() = default; };
 template <class... A>
 struct Script final : ScriptBase {
     explicit Script(std::function<HRESULT(A...)> f) : fn(std::move(f)) {}
     std::function<HRESULT(A...)> fn;
 };
 
-// The interface a member pointer is scripted for: the one named explicitly, else its class.
-// (Explicit naming is needed for inherited methods, e.g. GetClassID of IPersistStreamInit.)
+// The interface a member pointer is scripted for: the one named explicitly (for inherited methods,
+// e.g. GetClassID of IPersistStreamInit), else its class.
 template <class Named, class C>
 using Target = std::conditional_t<std::is_void_v<Named>, C, Named>;
 
-// A method's identity: its interface and its member pointer's representation. Methods of the same
-// name in two interfaces differ in the interface.
+// A method's identity: its interface and its member pointer's representation.
 template <class I, class C, class... A>
 std::string key(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
 {
@@ -134,14 +120,12 @@ class Object final : public IUnknown {
 public:
     // The object exposing `interfaces`, in that order; the first dual one also answers IDispatch.
     // Throws std::invalid_argument for an interface the kit does not implement.
-    static tarv::ComPtr<Object> create(const std::vector<IID>& interfaces, std::wstring name = L"Kit object",
-                                       std::wstring description = {});
+    static tarv::ComPtr<Object> create(const std::vector<IID>& interfaces, std::wstring name = L"Kit object");
     template <class... I>
-    static tarv::ComPtr<Object> create(std::wstring name = L"Kit object", std::wstring description = {})
+    static tarv::ComPtr<Object> create(std::wstring name = L"Kit object")
     {
-        return create(std::vector<IID>{__uuidof(I)...}, std::move(name), std::move(description));
+        return create(std::vector<IID>{__uuidof(I)...}, std::move(name));
     }
-
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
 
@@ -150,9 +134,7 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
 
-    // --- Scripting. Each call replaces the method's script; all return *this for chaining. -----
-
-    // `fn` takes the method's arguments (or none) and returns an HRESULT (or nothing for S_OK).
+    // Scripting: each call replaces the method's script and returns *this. `fn` takes the method's arguments (or none) and returns an HRESULT (or nothing for S_OK).
     template <class I = void, class C, class... A, class F>
     Object& on(HRESULT (STDMETHODCALLTYPE C::*m)(A...), F fn)
     {
@@ -173,24 +155,20 @@ public:
         return *this;
     }
 
-    // Returns `hr`, out-arguments untouched.
     template <class I = void, class C, class... A>
     Object& fail(HRESULT (STDMETHODCALLTYPE C::*m)(A...), HRESULT hr)
     {
         return on<I>(m, [hr] { return hr; });
     }
 
-    // Raises `fault` inside the method.
     template <class I = void, class C, class... A>
     Object& fault(HRESULT (STDMETHODCALLTYPE C::*m)(A...), Fault fault)
     {
         return on<I>(m, [fault]() -> HRESULT { fault.raise(); });
     }
 
-    // Stores `value` into the method's last argument (a getter's result) and returns S_OK:
-    // text into BSTR*, a tarv::Variant into VARIANT*, bool into VARIANT_BOOL*, an interface
-    // pointer (raw, ComPtr, or a kit object's facet) with a new reference, numbers into numbers.
-    // A VARIANT out-argument is cleared first, so it must arrive initialised, as COM requires.
+    // Stores `value` into the method's last argument (a getter's result, see detail::assign) and
+    // returns S_OK. A VARIANT out-argument is cleared first, so it must arrive initialised.
     template <class I = void, class C, class... A, class V>
     Object& returns(HRESULT (STDMETHODCALLTYPE C::*m)(A...), V value)
     {
@@ -204,7 +182,6 @@ public:
             });
     }
 
-    // Back to the unscripted behaviour.
     template <class I = void, class C, class... A>
     Object& unscript(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
     {
@@ -212,37 +189,28 @@ public:
         return *this;
     }
 
-    // Error interfaces: ECapeUser::description and ECapeRoot::name answer `text` (empty is an
-    // empty string, not null). Leaving the interface out at creation makes it missing.
     Object& errorDescription(std::wstring text) { return returns(&ECapeUser::get_description, std::move(text)); }
     Object& errorName(std::wstring text) { return returns(&ECapeRoot::get_name, std::move(text)); }
-
-    // --- Identity and observation. -------------------------------------------------------------
 
     const std::wstring& name() const noexcept { return name_; }
     void setName(std::wstring name) { name_ = std::move(name); }
 
-    // The calls received, in order, as "Interface::Method" (C++ names: get_ComponentName).
+    // The calls received, in order, as "Interface::Method"; the interfaces queried, answered or not.
     const Calls& calls() const noexcept { return calls_; }
     size_t callCount(std::string_view call) const;
     void clearCalls() { calls_.clear(); }
-    // The interface identifiers QueryInterface was asked for, in order, answered or not.
     const std::vector<IID>& queries() const noexcept { return queries_; }
     bool wasQueried(REFIID iid) const;
     void clearQueries() { queries_.clear(); }
     ULONG refCount() const noexcept { return static_cast<ULONG>(refs_); }
 
-    // The object's interface I without a query being recorded; null when not exposed.
-    // ptr() lends the pointer, as() adds a reference.
+    // The object's interface I without a recorded query: ptr() lends it, as() adds a reference.
     template <class I>
     I* ptr() const noexcept { return static_cast<I*>(find(__uuidof(I))); }
     template <class I>
     tarv::ComPtr<I> as() const noexcept { return tarv::ComPtr<I>(ptr<I>()); }
 
-    // Objects of this module alive now (for DllCanUnloadNow and leak checks).
-    static LONG liveCount() noexcept;
-
-    // --- For the facets. ----------------------------------------------------------------------
+    static LONG liveCount() noexcept;   // objects of this module alive now
 
     template <class I, class C, class... A>
     HRESULT receive(HRESULT (STDMETHODCALLTYPE C::*m)(A...), const char* iface, const char* method,
@@ -255,7 +223,7 @@ public:
     }
 
 private:
-    Object(std::wstring name, std::wstring description);
+    explicit Object(std::wstring name);
     ~Object();
     void expose(REFIID iid);
     void* find(REFIID iid) const noexcept;

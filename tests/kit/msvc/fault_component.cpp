@@ -1,8 +1,5 @@
-// A foreign component that misbehaves on request (fault_menu.h), built twice: with the MSVC ABI,
-// whose C++ exceptions are genuine vcruntime exceptions (code 0xE06D7363, thrown with
-// _CxxThrowException, frames unwound by __CxxFrameHandler3, structured handlers run by
-// __C_specific_handler); and with g++ and its own static runtime, whose exceptions are raised by
-// its own copy of libgcc's unwinder.
+// A foreign component that misbehaves on request (fault_menu.h), built twice: with the MSVC ABI
+// (genuine vcruntime exceptions and unwinding) and with g++ and its own static runtime.
 #include <windows.h>
 
 #include "fault_menu.h"
@@ -23,8 +20,6 @@ volatile LONG sentinels = 0;
 volatile int neverReached = -1;
 
 struct Sentinel {
-    Sentinel() = default;
-    Sentinel(const Sentinel&) = delete;
     ~Sentinel() { InterlockedIncrement(&sentinels); }
 };
 
