@@ -27,21 +27,10 @@ const std::string sehPrefix = "Uncaught SEH exception during function call: ";
 const std::string textPrefix = "Uncaught exception during function call: ";
 const std::string otherRecord = "Uncaught exception during function call";
 
-const std::string accessViolation =
-    sehPrefix + "EXCEPTION_ACCESS_VIOLATION: The thread tried to read from or write to a virtual "
-                "address for which it does not have the appropriate access.";
-const std::string divideByZero =
-    sehPrefix + "EXCEPTION_INT_DIVIDE_BY_ZERO: The thread tried to divide an integer value by an "
-                "integer divisor of zero.";
-const std::string stackOverflow =
-    sehPrefix + "EXCEPTION_STACK_OVERFLOW: The thread used up its stack.";
-const std::string illegalInstruction =
-    sehPrefix + "EXCEPTION_ILLEGAL_INSTRUCTION: The thread tried to execute an invalid instruction.";
-
+const std::string accessViolation = sehPrefix + "EXCEPTION_ACCESS_VIOLATION: The thread tried to read from or write "
+                                                "to a virtual address for which it does not have the appropriate access.";
 constexpr unsigned msvcCppCode = 0xE06D7363u;
 constexpr int untouched = -1;
-
-// ---- Faults raised by the components ----------------------------------------------------------
 
 struct ComponentCase {
     const char* name;
@@ -54,8 +43,10 @@ struct ComponentCase {
 
 const ComponentCase componentCases[] = {
     {"access violation", FaultAccessViolation, Kind::Structured, 0xC0000005u, accessViolation, 0},
-    {"divide by zero", FaultDivideByZero, Kind::Structured, 0xC0000094u, divideByZero, 0},
-    {"stack overflow", FaultStackOverflow, Kind::Structured, 0xC00000FDu, stackOverflow, 0},
+    {"divide by zero", FaultDivideByZero, Kind::Structured, 0xC0000094u, sehPrefix + "EXCEPTION_INT_DIVIDE_BY_ZERO: The "
+     "thread tried to divide an integer value by an integer divisor of zero.", 0},
+    {"stack overflow", FaultStackOverflow, Kind::Structured, 0xC00000FDu,
+     sehPrefix + "EXCEPTION_STACK_OVERFLOW: The thread used up its stack.", 0},
     {"thrown text", FaultThrowText, Kind::Text, 0, textPrefix + FAULT_TEXT, 0},
     {"thrown int", FaultThrowInt, Kind::Other, 0, otherRecord, 0},
     {"thrown class", FaultThrowClass, Kind::Other, 0, otherRecord, 0},
@@ -78,17 +69,13 @@ class ComponentFaults : public testing::TestWithParam<ComponentParam> {
 protected:
     void SetUp() override
     {
-        component = &GetParam().get();
         if (!*component) GTEST_FAIL() << GetParam().name << " fault component did not load";
     }
-
     HRESULT run(int kind, int* out, BarrierFault& fault)
     {
-        return guardedCall([&] { return component->fault_run(kind, out) == 0 ? S_OK : E_FAIL; },
-                           fault);
+        return guardedCall([&] { return component->fault_run(kind, out) == 0 ? S_OK : E_FAIL; }, fault);
     }
-
-    const FaultComponent* component = nullptr;
+    const FaultComponent* component = &GetParam().get();
 };
 
 // Both rounds run on a thread of their own: a stack overflow must be caught twice on a thread that
@@ -124,15 +111,9 @@ TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
 INSTANTIATE_TEST_SUITE_P(, ComponentFaults,
                          testing::Values(ComponentParam{"MSVC-ABI", &test::msvcFaults, msvcCppCode},
                                          ComponentParam{"g++", &test::gccFaults, 0}),
-                         [](const auto& info) {
-                             return std::string(info.param.thrownCode ? "Msvc" : "Gcc");
-                         });
+                         [](const auto& info) { return std::string(info.param.thrownCode ? "Msvc" : "Gcc"); });
 
-// ---- Faults raised in this executable ---------------------------------------------------------
-
-// Read at run time, so that the compiler can't see the null pointer and drop the write.
-int* volatile nowhere = nullptr;
-
+int* volatile nowhere = nullptr;   // read at run time, so that the compiler cannot drop the write
 char mutableText[] = "thrown from a buffer";
 
 struct LocalCase {
@@ -152,7 +133,7 @@ HRESULT finish(int* out)
 // What only the executable's own runtime raises; the faults the components share are above.
 const LocalCase localCases[] = {
     {"illegal instruction", [](int* out) { __builtin_trap(); return finish(out); }, Kind::Structured, 0xC000001Du,
-     illegalInstruction},
+     sehPrefix + "EXCEPTION_ILLEGAL_INSTRUCTION: The thread tried to execute an invalid instruction."},
     {"code outside the table", [](int* out) { RaiseException(0xE0001234u, 0, 0, nullptr); return finish(out); },
      Kind::Structured, 0xE0001234u, sehPrefix + "Unknown SEH exception"},
     {"thrown literal", [](int*) -> HRESULT { throw "thrown by the executable"; }, Kind::Text, 0,
@@ -216,33 +197,13 @@ TEST(Barrier, AThrownTextIsReadOnlyAsFarAsMemoryIsReadableAndUndoRunsOnEveryFaul
     EXPECT_EQ(undone, 2);
 }
 
-// ---- Thrown-text recovery from MSVC exception records -----------------------------------------
 // Hand-made records of exceptions of the MSVC runtime, pointing into this executable's image, test
-// how far the barrier trusts them.
-
+// how far the barrier trusts them to recover a thrown text.
 struct FakeThrow {
-    struct {
-        const void* vtable;
-        void* spare;
-        char name[16];
-    } descriptor;
-    struct {
-        std::uint32_t properties;
-        std::int32_t type;
-        std::int32_t displacement[3];
-        std::int32_t size;
-        std::int32_t copy;
-    } catchable;
-    struct {
-        std::int32_t count;
-        std::int32_t types[1];
-    } array;
-    struct {
-        std::uint32_t attributes;
-        std::int32_t unwind;
-        std::int32_t forwardCompat;
-        std::int32_t catchableTypes;
-    } info;
+    struct { const void* vtable; void* spare; char name[16]; } descriptor;
+    struct { std::uint32_t properties; std::int32_t type, displacement[3], size, copy; } catchable;
+    struct { std::int32_t count, types[1]; } array;
+    struct { std::uint32_t attributes; std::int32_t unwind, forwardCompat, catchableTypes; } info;
 };
 
 FakeThrow fakeThrow;  // static storage, so inside the image
@@ -250,8 +211,7 @@ const char* fakeObject = "fake text";
 
 std::int32_t rva(const void* p)
 {
-    return static_cast<std::int32_t>(reinterpret_cast<const char*>(p) -
-                                     reinterpret_cast<const char*>(&__ImageBase));
+    return static_cast<std::int32_t>(reinterpret_cast<const char*>(p) - reinterpret_cast<const char*>(&__ImageBase));
 }
 
 struct RaisedRecord {
@@ -267,26 +227,19 @@ RaisedRecord prepareFake(const char* typeName)
     fakeThrow.array.count = 1;
     fakeThrow.array.types[0] = rva(&fakeThrow.catchable);
     fakeThrow.info.catchableTypes = rva(&fakeThrow.array);
-    RaisedRecord r;
-    r.args[0] = 0x19930520;
-    r.args[1] = reinterpret_cast<ULONG_PTR>(&fakeObject);
-    r.args[2] = reinterpret_cast<ULONG_PTR>(&fakeThrow.info);
-    r.args[3] = reinterpret_cast<ULONG_PTR>(&__ImageBase);
-    return r;
+    return {4, {0x19930520, reinterpret_cast<ULONG_PTR>(&fakeObject), reinterpret_cast<ULONG_PTR>(&fakeThrow.info),
+                reinterpret_cast<ULONG_PTR>(&__ImageBase)}};
 }
 
 // A text that runs into an inaccessible page without a terminator.
 const char* unterminatedText()
 {
     static char* text = [] {
-        SYSTEM_INFO si;
-        GetSystemInfo(&si);
-        auto* pages = static_cast<char*>(
-            VirtualAlloc(nullptr, 2 * si.dwPageSize, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
+        auto* pages = static_cast<char*>(VirtualAlloc(nullptr, 8192, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
         DWORD old;
-        VirtualProtect(pages + si.dwPageSize, si.dwPageSize, PAGE_NOACCESS, &old);
-        std::fill(pages, pages + si.dwPageSize, 'x');
-        return pages + si.dwPageSize - 100;
+        VirtualProtect(pages + 4096, 4096, PAGE_NOACCESS, &old);
+        std::fill(pages, pages + 4096, 'x');
+        return pages + 4096 - 100;
     }();
     return text;
 }
@@ -298,7 +251,6 @@ struct MsvcRecordCase {
     void (*tweak)(RaisedRecord&);
     bool text;
 };
-
 void pointObjectAt(RaisedRecord& r, const char* text)
 {
     static const char* object;
@@ -351,10 +303,7 @@ TEST(Barrier, ThrownTextOfMsvcRecordsIsReadOnlyWhenEverythingChecksOut)
     EXPECT_EQ(fault.recordText(), textPrefix + std::string(64 * 1024, 'y'));
 }
 
-// ---- Outside the guarded region ---------------------------------------------------------------
-
-// A fault after a guarded call has returned takes its normal course: the process dies. Run in a
-// child process (proxy_tests --fault-outside-barrier, see main.cpp).
+// A fault after a guarded call has returned takes its normal course: the process dies (in a child).
 TEST(Barrier, FaultOutsideTheGuardedCallEndsTheProcess)
 {
     EXPECT_EQ(testsupport::runProcess(testsupport::quotedSelf() + L" --fault-outside-barrier"), 0xC0000005u);
@@ -368,12 +317,7 @@ int faultOutsideBarrier()
 {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     BarrierFault fault;
-    guardedCall(
-        [] {
-            *static_cast<volatile int*>(nowhere) = 1;
-            return S_OK;
-        },
-        fault);
+    guardedCall([] { *static_cast<volatile int*>(nowhere) = 1; return S_OK; }, fault);
     if (fault.code != 0xC0000005u) return 2;  // the guarded fault was not caught
     *static_cast<volatile int*>(nowhere) = 1;
     return 0;

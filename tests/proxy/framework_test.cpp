@@ -116,6 +116,21 @@ TEST(MethodTemplate, EachOutcomeIsLoggedAsItHappened)
              EXPECT_EQ(impl(p)->put_ComponentName(Bstr(L"New").get()), S_OK);
              return impl(p)->LogMessage(Bstr(L"m").get());
          }, S_OK, "ICapeIdentification::put_ComponentName", 2},
+        // A fault in the component: an error record, the caller's out-argument untouched, the next call forwarded.
+        {"a fault in the component", 0, [](Object& o, IUnknown* p) {
+             o.fault(&ICapeCOSEUtilities::get_NamedValue, kit::Fault::AccessViolation);
+             auto utilities = ComPtr<IUnknown>(p).query<ICapeCOSEUtilities>();
+             VARIANT untouched;
+             untouched.vt = VT_I4;
+             untouched.lVal = 99;
+             HRESULT hr = utilities->get_NamedValue(Bstr(L"x").get(), &untouched);
+             EXPECT_EQ(untouched.vt, VT_I4);
+             EXPECT_EQ(untouched.lVal, 99);
+             o.unscript(&ICapeCOSEUtilities::get_NamedValue);
+             tarv::Variant value;
+             EXPECT_EQ(utilities->get_NamedValue(Bstr(L"y").get(), value.put()), S_OK);
+             return hr;
+         }, E_UNEXPECTED, "ICapeCOSEUtilities::get_NamedValue", 2},
         // The original object is the foreign one (none once emptied), and never logged.
         {"nothing", 0, [](Object& o, IUnknown* p) {
              auto original = ComPtr<IUnknown>(p).query<IOriginalObject64>();
@@ -217,11 +232,11 @@ TEST(Creation, EveryCrossingMakesANewProxyAndAsksTheNameAgainAndNullStaysNull)
 
 // --- Exposed objects -----------------------------------------------------------------------------
 
-TEST(ExposedObject, UtilitiesOfAnObjectWithoutThemAreSilentOrRefusedAsEachMethodSays)
+TEST(ExposedObject, UtilitiesAreSilentRefusedOrForwardedAndEditRefreshesTheName)
 {
     LogCapture capture;
-    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
-    auto exposed = testproxy::expose(collection.get(), capture.log());
+    auto without = Object::create<ICapeCollection, ICapeIdentification>();
+    auto exposed = testproxy::expose(without.get(), capture.log());
     EXPECT_EQ(exposed->Initialize(), S_OK);
     EXPECT_EQ(exposed->Terminate(), S_OK);
     EXPECT_EQ(exposed->put_simulationContext(nullptr), S_OK);
@@ -229,20 +244,16 @@ TEST(ExposedObject, UtilitiesOfAnObjectWithoutThemAreSilentOrRefusedAsEachMethod
     ComPtr<IDispatch> parameters;
     EXPECT_EQ(exposed->get_parameters(parameters.put()), E_NOINTERFACE);
     EXPECT_EQ(capture.records(), golden("utilities without the interface"));
-}
-
-TEST(ExposedObject, EditRefreshesTheNameAfterItAndComplainsAboutReadOnlyAfterTheForward)
-{
-    LogCapture capture;
+    // Edit: the name is read again after it, and read-only is complained about after the forward.
+    LogCapture edits;
     auto collection = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>(L"Before");
     collection->on(&ICapeUtilities::Edit, [&] { collection->setName(L"After"); });
-    auto exposed = testproxy::expose(collection.get(), capture.log(), "Before");
-    exposed->setReadOnly(1);
-    EXPECT_EQ(exposed->Edit(), S_OK);
+    auto edited = testproxy::expose(collection.get(), edits.log(), "Before");
+    edited->setReadOnly(1);
+    EXPECT_EQ(edited->Edit(), S_OK);
     LONG count = 0;
-    exposed->Count(&count);
-    EXPECT_EQ(capture.records(), golden("edit of a read-only object"));
-
+    edited->Count(&count);
+    EXPECT_EQ(edits.records(), golden("edit of a read-only object"));
     // An edit whose name cannot be read afterwards changes nothing else.
     LogCapture quiet;
     collection->fail(&ICapeIdentification::get_ComponentName, E_FAIL);
@@ -250,6 +261,11 @@ TEST(ExposedObject, EditRefreshesTheNameAfterItAndComplainsAboutReadOnlyAfterThe
     EXPECT_EQ(named->Edit(), S_OK);
     EXPECT_EQ(named->name(), "Named");
     EXPECT_EQ(quiet.records(), "<func name=\"ICapeUtilities::Edit\" direc=\"in\" object=\"Named\">\n</func>\n");
+    // A fault without a log still gives the caller E_UNEXPECTED, its out-argument untouched.
+    collection->fault(&ICapeCollection::Count, kit::Fault::AccessViolation);
+    count = 5;
+    EXPECT_EQ(testproxy::expose(collection.get(), nullptr)->Count(&count), E_UNEXPECTED);
+    EXPECT_EQ(count, 5);
 }
 
 TEST(ExposedObject, ContextAndParametersCrossThroughAProxyWithALogAndAsTheyAreWithout)
@@ -378,51 +394,12 @@ TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingB
     EXPECT_FALSE(real->wasQueried(IID_IPersistStream));
 }
 
-// --- The barrier, as a proxied call sees it ------------------------------------------------------
-
-TEST(ProxiedCall, AFaultInTheComponentBecomesAnErrorRecordAndTheNextCallWorks)
-{
-    struct Case {
-        kit::Fault fault;
-        const char* record;
-    } cases[] = {
-        {kit::Fault::AccessViolation, "<error value=\"Uncaught SEH exception during function call: EXCEPTION_ACCESS_VIOLATION"},
-        {kit::Fault::ThrowText("disk on fire"), "<error value=\"Uncaught exception during function call: disk on fire\"/>"},
-    };
-    for (const Case& c : cases) {
-        LogCapture capture;
-        auto kitObject = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
-        kitObject->fault(&ICapeCOSEUtilities::get_NamedValue, c.fault);
-        auto proxy = proxyOf<ICapeCOSEUtilities>(kitObject.get(), capture);
-        VARIANT untouched;
-        untouched.vt = VT_I4;
-        untouched.lVal = 99;
-        EXPECT_EQ(proxy->get_NamedValue(Bstr(L"x").get(), &untouched), E_UNEXPECTED);
-        EXPECT_EQ(untouched.vt, VT_I4);
-        EXPECT_EQ(untouched.lVal, 99);
-        std::string records = capture.records();
-        EXPECT_NE(records.find(c.record), std::string::npos) << records;
-        EXPECT_NE(records.find("<error value=\"E_UNEXPECTED: "), std::string::npos) << records;
-        EXPECT_EQ(records.find("<arg name=\"NamedValue\""), std::string::npos);
-        kitObject->unscript(&ICapeCOSEUtilities::get_NamedValue);
-        tarv::Variant value;
-        EXPECT_EQ(proxy->get_NamedValue(Bstr(L"y").get(), value.put()), S_OK);
-    }
-    // Without a log the caller still gets E_UNEXPECTED, its out-argument untouched.
-    auto collection = Object::create<ICapeCollection, ICapeIdentification>();
-    collection->fault(&ICapeCollection::Count, kit::Fault::AccessViolation);
-    LONG count = 5;
-    EXPECT_EQ(testproxy::expose(collection.get(), nullptr)->Count(&count), E_UNEXPECTED);
-    EXPECT_EQ(count, 5);
-}
-
-// Lies that fault while the proxy reads them for the log, not while the component runs: each must
-// end as the barrier's record inside the call's own func, closed where it opened, with every lock
-// and proxy of the call given back, and the next record of the log where it belongs.
+// Lies that fault while the proxy reads them for the log: each ends as the barrier's record inside the
+// call's own func, every lock and proxy of the call given back, the next record where it belongs.
 TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
 {
     testproxy::installTestFactories();
-    // A page that faults on any access, and a readable page right in front of one.
+    // A readable page right in front of one that faults on any access.
     static char* const pages = [] {
         auto* p = static_cast<char*>(VirtualAlloc(nullptr, 8192, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
         DWORD old;
@@ -430,7 +407,6 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
         return p;
     }();
     IUnknown* const noAccessObject = reinterpret_cast<IUnknown*>(pages + 4096);
-    // The end of a record cut short by a fault: the barrier's record, then the failure.
     auto endOf = [](const std::string& barrierRecord) {
         return " <error value=\"" + barrierRecord + "\"/>\n <error value=\"E_UNEXPECTED: error code 0x8000FFFF\"/>\n</func>\n";
     };
@@ -446,8 +422,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
 
     struct Row {
         const char* lie;
-        // Objects the call leaves in `keep` live until its log has been read (an exposed object
-        // closes the log at its final release).
+        // `keep` holds what must live until the log is read (an exposed object closes it at its end).
         std::function<HRESULT(LogCapture&, ComPtr<IUnknown>& keep)> call;
         std::string end;   // what follows the record's text in the data file
     };
@@ -524,7 +499,6 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
         {
             ComPtr<IUnknown> keep;
             EXPECT_EQ(row.call(capture, keep), E_UNEXPECTED);
-            // The log goes on at the top level, unsuspended.
             auto other = Object::create<ICapeDiagnostic, ICapeIdentification>();
             EXPECT_EQ(proxyOf(other.get(), capture)->LogMessage(Bstr(L"next").get()), S_OK);
             EXPECT_EQ(capture.records(), golden(row.lie) + row.end + next);

@@ -6,12 +6,11 @@
 #include <cstring>
 
 namespace tarv::test {
-int faultOutsideBarrier();  // barrier_test.cpp
+int faultOutsideBarrier();   // barrier_test.cpp: faults outside any guarded call and is expected to die
 }
 
 int main(int argc, char** argv)
 {
-    // Child mode of a barrier test: faults outside any guarded call and is expected to die.
     if (argc > 1 && std::strcmp(argv[1], "--fault-outside-barrier") == 0)
         return tarv::test::faultOutsideBarrier();
 
