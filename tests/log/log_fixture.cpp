@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 
 namespace logtest {
 
@@ -109,3 +110,16 @@ std::string recordsOf(const std::function<void(tarv::CallLog&)>& action)
 }
 
 } // namespace logtest
+
+int crashChild(const char* path);   // document_test.cpp
+
+int main(int argc, char** argv)
+{
+    // Child of the crash test: writes a few records and dies without closing the log.
+    if (argc == 3 && std::strcmp(argv[1], "--write-then-die") == 0) return crashChild(argv[2]);
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    testing::InitGoogleTest(&argc, argv);
+    int rc = RUN_ALL_TESTS();
+    CoUninitialize();
+    return rc;
+}
