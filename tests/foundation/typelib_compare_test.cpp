@@ -126,7 +126,6 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
     }
     ComPtr<ITypeLib> ours = loadFromEnv("TARV64_CAPEOPEN_TLB");
     ASSERT_TRUE(ours);
-
     TLIBATTR *a = nullptr, *b = nullptr;
     official->GetLibAttr(&a);
     ours->GetLibAttr(&b);
@@ -137,7 +136,6 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
     const int ourPtr = b->syskind == SYS_WIN64 ? 8 : 4;
     official->ReleaseTLibAttr(a);
     ours->ReleaseTLibAttr(b);
-
     int compared = 0, mismatches = 0, onlyOfficial = 0;
     for (UINT i = 0, n = official->GetTypeInfoCount(); i < n; ++i) {
         TYPEKIND kind;
@@ -149,7 +147,6 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
         theirs->GetTypeAttr(&ta);
         GUID iid = ta->guid;
         theirs->ReleaseTypeAttr(ta);
-
         ComPtr<ITypeInfo> mine;
         if (FAILED(ours->GetTypeInfoOfGuid(iid, mine.put()))) {
             ++onlyOfficial;

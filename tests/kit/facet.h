@@ -24,13 +24,10 @@ template <class I>
 class Facet : public FacetRoot<I>, public FacetBase {
 public:
     using Iface = I;
-
     Facet(Object& owner, const char* name) : owner_(owner), name_(name) {}
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override { return owner_.QueryInterface(iid, out); }
     ULONG STDMETHODCALLTYPE AddRef() override { return owner_.AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return owner_.Release(); }
-
     IUnknown* unknown() noexcept override { return static_cast<I*>(this); }
     const IID& iid() const noexcept override { return __uuidof(I); }
     bool dual() const noexcept override { return std::is_base_of_v<IDispatch, I>; }

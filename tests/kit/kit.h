@@ -128,12 +128,10 @@ public:
     }
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
-
     // IUnknown: the object's identity. Every query is recorded in queries().
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
-
     // Scripting: each call replaces the method's script and returns *this. `fn` takes the method's arguments (or none) and returns an HRESULT (or nothing for S_OK).
     template <class I = void, class C, class... A, class F>
     Object& on(HRESULT (STDMETHODCALLTYPE C::*m)(A...), F fn)
@@ -154,19 +152,16 @@ public:
         setScript(detail::key<detail::Target<I, C>>(m), std::make_shared<detail::Script<A...>>(std::move(f)));
         return *this;
     }
-
     template <class I = void, class C, class... A>
     Object& fail(HRESULT (STDMETHODCALLTYPE C::*m)(A...), HRESULT hr)
     {
         return on<I>(m, [hr] { return hr; });
     }
-
     template <class I = void, class C, class... A>
     Object& fault(HRESULT (STDMETHODCALLTYPE C::*m)(A...), Fault fault)
     {
         return on<I>(m, [fault]() -> HRESULT { fault.raise(); });
     }
-
     // Stores `value` into the method's last argument (a getter's result, see detail::assign) and
     // returns S_OK. A VARIANT out-argument is cleared first, so it must arrive initialised.
     template <class I = void, class C, class... A, class V>
@@ -181,20 +176,16 @@ public:
                 return detail::assign(std::get<sizeof...(A) - 1>(std::forward_as_tuple(a...)), value);
             });
     }
-
     template <class I = void, class C, class... A>
     Object& unscript(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
     {
         setScript(detail::key<detail::Target<I, C>>(m), nullptr);
         return *this;
     }
-
     Object& errorDescription(std::wstring text) { return returns(&ECapeUser::get_description, std::move(text)); }
     Object& errorName(std::wstring text) { return returns(&ECapeRoot::get_name, std::move(text)); }
-
     const std::wstring& name() const noexcept { return name_; }
     void setName(std::wstring name) { name_ = std::move(name); }
-
     // The calls received, in order, as "Interface::Method"; the interfaces queried, answered or not.
     const Calls& calls() const noexcept { return calls_; }
     size_t callCount(std::string_view call) const;
@@ -203,15 +194,12 @@ public:
     bool wasQueried(REFIID iid) const;
     void clearQueries() { queries_.clear(); }
     ULONG refCount() const noexcept { return static_cast<ULONG>(refs_); }
-
     // The object's interface I without a recorded query: ptr() lends it, as() adds a reference.
     template <class I>
     I* ptr() const noexcept { return static_cast<I*>(find(__uuidof(I))); }
     template <class I>
     tarv::ComPtr<I> as() const noexcept { return tarv::ComPtr<I>(ptr<I>()); }
-
     static LONG liveCount() noexcept;   // objects of this module alive now
-
     template <class I, class C, class... A>
     HRESULT receive(HRESULT (STDMETHODCALLTYPE C::*m)(A...), const char* iface, const char* method,
                     std::type_identity_t<A>... a)
@@ -230,7 +218,6 @@ private:
     void record(const char* iface, const char* method);
     std::shared_ptr<detail::ScriptBase> script(const std::string& key) const;
     void setScript(std::string key, std::shared_ptr<detail::ScriptBase> s);
-
     volatile LONG refs_ = 1;
     std::wstring name_;
     std::wstring description_;

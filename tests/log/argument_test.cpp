@@ -163,7 +163,6 @@ TEST(VariantArgument, EachValueIsWrittenAsItIsThenTheTypeCheckSpeaks)
     items.push_back(Variant());
     items.push_back(Variant::fromString(L"vapor"));
     items.push_back(tarv::makeVariantArray({Variant::fromLong(1)}));
-
     struct Row {
         const char* name;
         const VARIANT& value;
@@ -210,7 +209,6 @@ TEST(VariantArgument, EachValueIsWrittenAsItIsThenTheTypeCheckSpeaks)
     for (const Row& row : rows)
         EXPECT_EQ(argOf(row.value, row.expected, row.emptyAllowed, row.isInput), expected(row.name)) << row.name;
     EXPECT_EQ(element->refCount(), refsBefore);
-
     // A long array is written whole.
     std::vector<double> many;
     std::string lines;

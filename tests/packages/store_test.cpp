@@ -27,7 +27,6 @@ const CLSID kClass = {0xC0FFEE00, 0x1111, 0x2222, {0x33, 0x33, 0x44, 0x44, 0x55,
 struct StoreTest : testing::Test {
     void SetUp() override { RegDeleteTreeA(HKEY_CURRENT_USER, kKey); }
     void TearDown() override { RegDeleteTreeA(HKEY_CURRENT_USER, kKey); }
-
     static void setRaw(const char* name, DWORD type, const std::string& data)
     {
         HKEY key = openSettingsKey();
@@ -149,7 +148,6 @@ TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
     const std::vector<std::wstring> expected{std::wstring(300, L'x'), L"D"};
     loadPackages();
     EXPECT_EQ(displayNames(), expected);
-
     savePackages();
     loadPackages();
     EXPECT_EQ(displayNames(), expected);
@@ -203,7 +201,6 @@ TEST_F(StoreTest, FirstUseCreatesTheKeyAndOptionsCountOnlyWhenValidAndAreNormali
     HKEY key = nullptr;
     EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, kKey, 0, KEY_READ, &key), ERROR_SUCCESS);
     RegCloseKey(key);
-
     setRaw("AutoLogLocation", REG_DWORD, std::string("\x07\0\0\0", 4));
     setRaw("PromptOpenLog", REG_SZ, "0");                       // wrong type: ignored
     setRaw("VESKERUnit64", REG_BINARY, std::string(15, '\x01'));  // wrong length: ignored
@@ -212,7 +209,6 @@ TEST_F(StoreTest, FirstUseCreatesTheKeyAndOptionsCountOnlyWhenValidAndAreNormali
     EXPECT_EQ(options.autoLogLocation, 1);
     EXPECT_EQ(options.promptOpenLog, 1);
     EXPECT_TRUE(IsEqualCLSID(options.loggedUnitOperation, GUID_NULL));
-
     options.promptOpenLog = 0;
     options.loggedUnitOperation = kClass;
     saveOptions(options);
@@ -283,7 +279,6 @@ TEST_F(LogFileTest, ClosingAsksAsTheOptionWasReadWhenTheLogWasMade)
     HANDLE h = CreateFileA(path.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
     EXPECT_NE(h, INVALID_HANDLE_VALUE);
     CloseHandle(h);
-
     // With the prompt off when the log is made, nothing is asked.
     log = createLogFile("Create log for Mix:", "Mix", "Test object");
     ASSERT_NE(log, nullptr);

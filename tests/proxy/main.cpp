@@ -13,7 +13,6 @@ int main(int argc, char** argv)
 {
     if (argc > 1 && std::strcmp(argv[1], "--fault-outside-barrier") == 0)
         return tarv::test::faultOutsideBarrier();
-
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     testing::InitGoogleTest(&argc, argv);
     int rc = RUN_ALL_TESTS();
