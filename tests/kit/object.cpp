@@ -26,21 +26,18 @@ Object::Object(std::wstring name) : name_(std::move(name))
     on(&ICapeIdentification::put_ComponentDescription, [this](BSTR s) { description_ = tarv::Bstr(s).wide(); });
 }
 
-Object::~Object()
-{
-    InterlockedDecrement(&gLive);
-}
+Object::~Object() { InterlockedDecrement(&gLive); }
 
-LONG Object::liveCount() noexcept
-{
-    return gLive;
-}
+LONG Object::liveCount() noexcept { return gLive; }
 
 void Object::expose(REFIID iid)
 {
     const detail::InterfaceEntry* e = detail::findInterface(iid);
-    wchar_t guid[64];
-    if (!e && StringFromGUID2(iid, guid, 64)) throw std::invalid_argument("kit objects do not implement " + tarv::toNarrow(guid));
+    if (!e) {
+        wchar_t guid[64];
+        StringFromGUID2(iid, guid, 64);
+        throw std::invalid_argument("kit objects do not implement " + tarv::toNarrow(guid));
+    }
     if (!find(iid)) facets_.push_back(e->make(*this, e->name));
 }
 
