@@ -1,8 +1,9 @@
-// tarvkit.dll as the test prefix's registry knows it: created by CLSID and by ProgID, in-process,
-// and called through its vtables and by name.
+// The test prefix's registry: tarvkit.dll's class created in-process by CLSID and by ProgID, and
+// TARVLib64 holding none of CAPE-OPEN's interfaces, whose keys belong to the published library.
 #include "com/bstr.h"
 #include "com/com_ptr.h"
 #include "kit/classes.h"
+#include "tarvlib.h"
 
 #include "capeopen.h"
 
@@ -11,59 +12,47 @@
 using tarv::Bstr;
 using tarv::ComPtr;
 
-namespace {
-
-// The module whose code an interface pointer's vtable lies in.
-HMODULE moduleOf(IUnknown* p)
-{
-    HMODULE m = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       *reinterpret_cast<LPCWSTR*>(p), &m);
-    return m;
-}
-
-} // namespace
-
 TEST(Registration, KitClassIsCreatedInProcessByClsidAndByProgId)
 {
     CLSID fromProgId{};
     ASSERT_EQ(CLSIDFromProgID(kit::kKitObjectProgId, &fromProgId), S_OK);
     EXPECT_EQ(fromProgId, kit::CLSID_KitObject);
+    ComPtr<ICapeIdentification> id;
+    ASSERT_EQ(CoCreateInstance(fromProgId, nullptr, CLSCTX_INPROC_SERVER, IID_ICapeIdentification, id.putVoid()), S_OK);
+    // In this apartment and in the registered DLL: the vtable is the component's own.
+    HMODULE dll = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       *reinterpret_cast<LPCWSTR*>(id.get()), &dll);
+    EXPECT_EQ(dll, GetModuleHandleW(L"tarvkit.dll"));
+    Bstr name, description;
+    ASSERT_EQ(id->get_ComponentName(name.put()), S_OK);
+    EXPECT_EQ(name.wide(), L"TARVKit.Object");
+    ASSERT_EQ(id.query<ECapeUser>()->get_description(description.put()), S_OK);
+    EXPECT_NE(description.get(), nullptr);
+    EXPECT_TRUE(description.empty());
+    EXPECT_TRUE(id.query<ECapeRoot>());
+    EXPECT_FALSE(id.query<ICapeUnit>());
+}
 
-    for (const CLSID& clsid : {kit::CLSID_KitObject, fromProgId}) {
-        ComPtr<ICapeIdentification> id;
-        ASSERT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_ICapeIdentification, id.putVoid()), S_OK);
-
-        // In this apartment and in the registered DLL: the pointer is the component's own.
-        HMODULE dll = moduleOf(id.get());
-        ASSERT_NE(dll, nullptr);
-        EXPECT_EQ(dll, GetModuleHandleW(L"tarvkit.dll"));
-
-        Bstr name;
-        ASSERT_EQ(id->get_ComponentName(name.put()), S_OK);
-        EXPECT_EQ(name.wide(), L"TARVKit.Object");
-
-        // By name, with the type library from the registry.
-        DISPID dispid = DISPID_UNKNOWN;
-        LPOLESTR member = const_cast<LPOLESTR>(L"ComponentName");
-        ASSERT_EQ(id->GetIDsOfNames(IID_NULL, &member, 1, LOCALE_USER_DEFAULT, &dispid), S_OK);
-        DISPPARAMS none{};
-        VARIANT result;
-        VariantInit(&result);
-        ASSERT_EQ(id->Invoke(dispid, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result, nullptr, nullptr), S_OK);
-        ASSERT_EQ(result.vt, VT_BSTR);
-        EXPECT_EQ(std::wstring(result.bstrVal), L"TARVKit.Object");
-        VariantClear(&result);
-
-        // Its error interfaces answer empty texts.
-        auto user = id.query<ECapeUser>();
-        ASSERT_TRUE(user);
-        Bstr description;
-        ASSERT_EQ(user->get_description(description.put()), S_OK);
-        EXPECT_NE(description.get(), nullptr);
-        EXPECT_TRUE(description.empty());
-        EXPECT_TRUE(id.query<ECapeRoot>());
-        EXPECT_TRUE(id.query<ICapeUtilities>());
-        EXPECT_FALSE(id.query<ICapeUnit>());
+TEST(Registration, TarvLibHoldsNoCapeOpenInterfaceAndLeavesTheirRegistrationAlone)
+{
+    ComPtr<ITypeLib> tarvLib, capeOpen;
+    ASSERT_EQ(LoadRegTypeLib(LIBID_TARVLib64, 1, 0, 0x0409, tarvLib.put()), S_OK);
+    ASSERT_EQ(LoadRegTypeLib(LIBID_CAPEOPEN110, 1, 1, 0, capeOpen.put()), S_OK);
+    for (UINT i = 0, n = tarvLib->GetTypeInfoCount(); i < n; ++i) {
+        ComPtr<ITypeInfo> info, found;
+        ASSERT_EQ(tarvLib->GetTypeInfo(i, info.put()), S_OK);
+        TYPEATTR* attr = nullptr;
+        info->GetTypeAttr(&attr);
+        if (attr->typekind == TKIND_DISPATCH || attr->typekind == TKIND_INTERFACE) {
+            EXPECT_NE(capeOpen->GetTypeInfoOfGuid(attr->guid, found.put()), S_OK) << i << " is a CAPE-OPEN type";
+        }
+        info->ReleaseTypeAttr(attr);
     }
+    wchar_t libid[64], registered[64] = L"";
+    StringFromGUID2(LIBID_CAPEOPEN110, libid, 64);
+    DWORD size = sizeof registered;
+    RegGetValueW(HKEY_CLASSES_ROOT, L"Interface\\{678C0995-7D66-11D2-A67D-00105A42887F}\\TypeLib", nullptr,
+                 RRF_RT_REG_SZ, nullptr, registered, &size);
+    EXPECT_STREQ(registered, libid) << "TypeLib of ICapeThermoSystem";
 }

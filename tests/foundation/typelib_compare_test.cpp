@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 #include <vector>
 
 using tarv::Bstr;
@@ -30,7 +29,7 @@ std::string typeName(ITypeInfo* ti)
     return name.narrow();
 }
 
-// A type as text, user-defined types by their names (aliases followed to what they stand for).
+// A type as text, user-defined types by their names (aliases followed).
 std::string describeType(ITypeInfo* ctx, const TYPEDESC& td)
 {
     switch (td.vt) {
@@ -75,13 +74,11 @@ std::vector<std::string> describeInterface(ITypeInfo* ti, int ptrSize)
         BSTR names[32] = {};
         UINT count = 0;
         ti->GetNames(fd->memid, names, 32, &count);
-        std::string line = "  func " + tarv::toNarrow(names[0]) + " memid " + std::to_string(fd->memid) +
-                           " invkind " + std::to_string(fd->invkind) + " funckind " + std::to_string(fd->funckind) +
-                           " callconv " + std::to_string(fd->callconv) + " slot " + std::to_string(fd->oVft / static_cast<int>(sizeof(void*))) +
-                           " params " + std::to_string(fd->cParams) + " opt " + std::to_string(fd->cParamsOpt) +
-                           " fflags " + std::to_string(fd->wFuncFlags) +
-                           " returns " + describeType(ti, fd->elemdescFunc.tdesc);
-        out.push_back(line);
+        out.push_back("  func " + tarv::toNarrow(names[0]) + " memid " + std::to_string(fd->memid) + " invkind " +
+                      std::to_string(fd->invkind) + " funckind " + std::to_string(fd->funckind) + " callconv " +
+                      std::to_string(fd->callconv) + " slot " + std::to_string(fd->oVft / static_cast<int>(sizeof(void*))) +
+                      " params " + std::to_string(fd->cParams) + " opt " + std::to_string(fd->cParamsOpt) + " fflags " +
+                      std::to_string(fd->wFuncFlags) + " returns " + describeType(ti, fd->elemdescFunc.tdesc));
         for (SHORT p = 0; p < fd->cParams; ++p) {
             const ELEMDESC& e = fd->lprgelemdescParam[p];
             // The value of a property put has no name in the published library.
@@ -129,9 +126,7 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
     }
     ComPtr<ITypeLib> ours = loadFromEnv("TARV64_CAPEOPEN_TLB");
     ASSERT_TRUE(ours);
-
-    TLIBATTR* a = nullptr;
-    TLIBATTR* b = nullptr;
+    TLIBATTR *a = nullptr, *b = nullptr;
     official->GetLibAttr(&a);
     ours->GetLibAttr(&b);
     EXPECT_EQ(guidText(a->guid), guidText(b->guid));
@@ -141,7 +136,6 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
     const int ourPtr = b->syskind == SYS_WIN64 ? 8 : 4;
     official->ReleaseTLibAttr(a);
     ours->ReleaseTLibAttr(b);
-
     int compared = 0, mismatches = 0, onlyOfficial = 0;
     for (UINT i = 0, n = official->GetTypeInfoCount(); i < n; ++i) {
         TYPEKIND kind;
@@ -153,7 +147,6 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
         theirs->GetTypeAttr(&ta);
         GUID iid = ta->guid;
         theirs->ReleaseTypeAttr(ta);
-
         ComPtr<ITypeInfo> mine;
         if (FAILED(ours->GetTypeInfoOfGuid(iid, mine.put()))) {
             ++onlyOfficial;
@@ -165,12 +158,8 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
             auto y = describeInterface(vtable ? vtableHalf(mine.get()).get() : mine.get(), ourPtr);
             size_t lines = std::max(x.size(), y.size());
             for (size_t l = 0; l < lines; ++l) {
-                std::string xs = l < x.size() ? x[l] : "<missing>";
-                std::string ys = l < y.size() ? y[l] : "<missing>";
-                if (xs != ys) {
-                    ++mismatches;
-                    ADD_FAILURE() << "published: " << xs << "\n     ours: " << ys;
-                }
+                std::string xs = l < x.size() ? x[l] : "<missing>", ys = l < y.size() ? y[l] : "<missing>";
+                if (xs != ys && ++mismatches) ADD_FAILURE() << "published: " << xs << "\n     ours: " << ys;
             }
         }
         ++compared;

@@ -11,9 +11,8 @@
 
 namespace kit {
 
-// TARVKit.Object: a generic kit object exposing ICapeIdentification, ICapeUtilities, ECapeUser and
-// ECapeRoot, named "TARVKit.Object"; its error interfaces answer empty texts.
-// {965E01B0-3441-421A-83D0-09B4708D0C52}
+// TARVKit.Object: a kit object with ICapeIdentification, ICapeUtilities, ECapeUser and ECapeRoot,
+// named "TARVKit.Object"; its error interfaces answer empty texts.
 inline constexpr CLSID CLSID_KitObject = {0x965E01B0, 0x3441, 0x421A, {0x83, 0xD0, 0x09, 0xB4, 0x70, 0x8D, 0x0C, 0x52}};
 inline constexpr wchar_t kKitObjectProgId[] = L"TARVKit.Object";
 
@@ -22,79 +21,40 @@ using samples::CLSID_IdealPackage;
 using samples::CLSID_PackageManager;
 using samples::CLSID_ThermoSystem10;
 using samples::CLSID_Package10;
-using samples::kIdealPackageProgId;
-using samples::kPackageManagerProgId;
-using samples::kThermoSystem10ProgId;
-using samples::kPackage10ProgId;
-using samples::CLSID_ReactionPackage;
 using samples::CLSID_ReactionPackageManager;
-using samples::kReactionPackageProgId;
-using samples::kReactionPackageManagerProgId;
 
-// --- Misbehaving 1.1 containers and packages, for failure tests of package resolution. --------
-
-// TARVKit.ManagerFailingInit: Initialize fails with ECapeFailedInitialisation (0x8004050F) and
-// the description kFailingInitText; otherwise a normal manager.
-// {1BC0B0B8-8C80-403A-9F8D-43B41379A9DF}
+// Misbehaving 1.1 managers and packages, for failure tests of package resolution: Initialize
+// failing (ECapeFailedInitialisation, kFailingInitText); no ICapeUtilities; null packages for any
+// name; the package "Ideal Alkanes" without ICapeUtilities; a list that is VT_EMPTY; a list that
+// fails (ECapeComputation, kFailingListText).
 inline constexpr CLSID CLSID_ManagerFailingInit = {0x1BC0B0B8, 0x8C80, 0x403A, {0x9F, 0x8D, 0x43, 0xB4, 0x13, 0x79, 0xA9, 0xDF}};
-inline constexpr wchar_t kManagerFailingInitProgId[] = L"TARVKit.ManagerFailingInit";
 inline constexpr wchar_t kFailingInitText[] = L"The compound data bank could not be opened";
-
-// TARVKit.ManagerWithoutUtilities: a working manager that does not expose ICapeUtilities.
-// {0C450ED7-19C3-4B68-BD6C-1FB5B37CB954}
 inline constexpr CLSID CLSID_ManagerWithoutUtilities = {0x0C450ED7, 0x19C3, 0x4B68, {0xBD, 0x6C, 0x1F, 0xB5, 0xB3, 0x7C, 0xB9, 0x54}};
-inline constexpr wchar_t kManagerWithoutUtilitiesProgId[] = L"TARVKit.ManagerWithoutUtilities";
-
-// TARVKit.ManagerReturningNull: GetPropertyPackage returns S_OK and a null package for any name.
-// {444928C3-0CAF-4A59-AB42-F2F11794AC22}
 inline constexpr CLSID CLSID_ManagerReturningNull = {0x444928C3, 0x0CAF, 0x4A59, {0xAB, 0x42, 0xF2, 0xF1, 0x17, 0x94, 0xAC, 0x22}};
-inline constexpr wchar_t kManagerReturningNullProgId[] = L"TARVKit.ManagerReturningNull";
-
-// TARVKit.PackageWithoutUtilities: stand-alone 1.1 package "Ideal Alkanes" without ICapeUtilities.
-// {8121192B-0D4F-4EC6-ADFF-BF31D6E725CE}
 inline constexpr CLSID CLSID_PackageWithoutUtilities = {0x8121192B, 0x0D4F, 0x4EC6, {0xAD, 0xFF, 0xBF, 0x31, 0xD6, 0xE7, 0x25, 0xCE}};
-inline constexpr wchar_t kPackageWithoutUtilitiesProgId[] = L"TARVKit.PackageWithoutUtilities";
-
-// TARVKit.ManagerListingNothing: a manager whose GetPropertyPackageList answers VT_EMPTY.
-// {0051C92F-2686-40C4-90A9-DC42BC0A77D0}
 inline constexpr CLSID CLSID_ManagerListingNothing = {0x0051C92F, 0x2686, 0x40C4, {0x90, 0xA9, 0xDC, 0x42, 0xBC, 0x0A, 0x77, 0xD0}};
-inline constexpr wchar_t kManagerListingNothingProgId[] = L"TARVKit.ManagerListingNothing";
-
-// TARVKit.ManagerFailingList: a manager whose GetPropertyPackageList fails with ECapeComputation
-// (0x8004050B) and the description kFailingListText.
-// {B64138A5-CFCB-478A-96ED-43B968F4B3D2}
 inline constexpr CLSID CLSID_ManagerFailingList = {0xB64138A5, 0xCFCB, 0x478A, {0x96, 0xED, 0x43, 0xB9, 0x68, 0xF4, 0xB3, 0xD2}};
-inline constexpr wchar_t kManagerFailingListProgId[] = L"TARVKit.ManagerFailingList";
 inline constexpr wchar_t kFailingListText[] = L"The package catalogue is unreadable";
 
-// --- Liars, for the server's tests of faults while logging (dll/liars.cpp). -------------------
-
-// TARVKit.LiarPackage: a stand-alone 1.1 package "Liar". GetPhaseInfo(lie, ...) answers with the
-// lie its phase label names; CalcSinglePhaseProp(props, lie) calls back the material it was given
-// (SetMaterial) with that lie in an argument and returns that call's result. Other labels give
-// honest answers.
-// {2E950278-FE6B-447F-9FD6-DD02A61D5C93}
+// TARVKit.LiarPackage (dll/liars.cpp): a stand-alone 1.1 package "Liar". GetPhaseInfo(lie, ...)
+// answers with the lie its phase label names; CalcSinglePhaseProp(props, lie) calls back the
+// material it was given with that lie in an argument and returns that call's result. Other labels
+// give honest answers.
 inline constexpr CLSID CLSID_LiarPackage = {0x2E950278, 0xFE6B, 0x447F, {0x9F, 0xD6, 0xDD, 0x02, 0xA6, 0x1D, 0x5C, 0x93}};
-inline constexpr wchar_t kLiarPackageProgId[] = L"TARVKit.LiarPackage";
-// Results of GetPhaseInfo.
 inline constexpr wchar_t kLieNullObjectInArray[] = L"null object in an array";    // also a callback's
 inline constexpr wchar_t kLieFloatsAsDoubles[] = L"floats under a double tag";
 inline constexpr wchar_t kLieWideElements[] = L"elements wider than their tag";
 inline constexpr wchar_t kLieShortLengthPrefix[] = L"a length prefix that lies";
-inline constexpr wchar_t kLieLocks[] = L"locks";                                   // the server's lock count
-inline constexpr wchar_t kLieLiveObjects[] = L"live objects";   // the kit's objects alive in the server
-// Arguments of CalcSinglePhaseProp's call back to the material.
+inline constexpr wchar_t kLieLocks[] = L"locks";                  // the server's lock count
+inline constexpr wchar_t kLieLiveObjects[] = L"live objects";     // the kit's objects alive in the server
 inline constexpr wchar_t kLieBoundsBeyondData[] = L"bounds beyond the data";
 inline constexpr wchar_t kLieUnknownType[] = L"a value of no known type";
 inline constexpr wchar_t kLieObjectInNoAccessPage[] = L"an object in a no-access page";
 inline constexpr wchar_t kLieThrowingName[] = L"a name that throws";
 
-// TARVKit.ReloadingManager: a 1.1 package manager whose Initialize puts a record "Late Arrival"
-// in front of the store, has the server make one of its managers (which reloads the list), and
-// then fails with ECapeFailedInitialisation and kReloadingManagerText.
-// {D49F5D63-1B18-48CD-BBD9-8DDD00411D00}
+// TARVKit.ReloadingManager: Initialize puts a record "Late Arrival" in front of the store, has the
+// server make one of its managers (which reloads the list), then fails with kReloadingManagerText.
 inline constexpr CLSID CLSID_ReloadingManager = {0xD49F5D63, 0x1B18, 0x48CD, {0xBB, 0xD9, 0x8D, 0xDD, 0x00, 0x41, 0x1D, 0x00}};
-inline constexpr wchar_t kReloadingManagerProgId[] = L"TARVKit.ReloadingManager";
 inline constexpr wchar_t kReloadingManagerText[] = L"The list changed while I was starting";
 
 using inproc::CapeDescription;

@@ -11,8 +11,7 @@ namespace kit::detail {
 class FacetBase {
 public:
     virtual ~FacetBase() = default;
-    // The interface pointer that QueryInterface hands out.
-    virtual IUnknown* unknown() noexcept = 0;
+    virtual IUnknown* unknown() noexcept = 0;   // what QueryInterface hands out
     virtual const IID& iid() const noexcept = 0;
     virtual bool dual() const noexcept = 0;
 };
@@ -25,13 +24,10 @@ template <class I>
 class Facet : public FacetRoot<I>, public FacetBase {
 public:
     using Iface = I;
-
     Facet(Object& owner, const char* name) : owner_(owner), name_(name) {}
-
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override { return owner_.QueryInterface(iid, out); }
     ULONG STDMETHODCALLTYPE AddRef() override { return owner_.AddRef(); }
     ULONG STDMETHODCALLTYPE Release() override { return owner_.Release(); }
-
     IUnknown* unknown() noexcept override { return static_cast<I*>(this); }
     const IID& iid() const noexcept override { return __uuidof(I); }
     bool dual() const noexcept override { return std::is_base_of_v<IDispatch, I>; }
@@ -48,16 +44,12 @@ private:
     const char* name_;
 };
 
-// The body of every facet method: records the call and runs its script.
-#define KIT_RUN(method, ...) run(&Iface::method, #method __VA_OPT__(,) __VA_ARGS__)
-
 struct InterfaceEntry {
     IID iid;
     const char* name;
     std::unique_ptr<FacetBase> (*make)(Object& owner, const char* name);
 };
 
-// Every interface the kit implements, in allInterfaces() order.
 const std::vector<InterfaceEntry>& interfaceTable();
 const InterfaceEntry* findInterface(REFIID iid);
 

@@ -3,26 +3,13 @@
 // behaviour, standing in for the foreign components that the server wraps.
 //
 //   auto mat = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
-//   mat->on(&ICapeThermoMaterial::GetOverallProp, [](BSTR prop, BSTR basis, VARIANT* results) {
-//       VariantClear(results);
-//       tarv::makeDoubleArray({300.0}).detachTo(results);
-//       return S_OK;
-//   });
-//   mat->returns(&ICapeThermoMaterial::CreateMaterial, otherKitObject);   // a getter's answer
+//   mat->on(&ICapeThermoMaterial::GetOverallProp, [](BSTR prop, BSTR basis, VARIANT* results) { ... });
 //   mat->fail(&ICapeThermoMaterial::SetOverallProp, ECapeNoImplHR).errorDescription(L"read only");
-//   mat->fault(&ICapeThermoMaterial::ClearAllProps, kit::Fault::AccessViolation);
-//   codeUnderTest(mat->ptr<ICapeThermoMaterial>());
-//   EXPECT_EQ(mat->calls(), (kit::Calls{"ICapeThermoMaterial::GetOverallProp"}));
 //
-// An object exposes exactly the interfaces chosen at creation. Each interface is a facet of its
-// own (own vtable, IDispatch from the type library, reference count and QueryInterface of the
-// object), so methods of the same name in two interfaces stay two methods. A script is keyed by
-// its member-function pointer and typed by it; a method without a script returns S_OK and leaves
-// its out-arguments alone, except ICapeIdentification, which answers and stores the object's name
-// and description. Objects belong to one apartment: nothing here is synchronised.
-//
-// Scripts that call back into other objects capture pointers to them; a script that holds an
-// owning pointer to its own object keeps that object alive for ever.
+// An object exposes exactly the interfaces chosen at creation, each a facet of its own (own vtable,
+// IDispatch from the type library), so methods of the same name in two interfaces stay two
+// methods. A method without a script returns S_OK and leaves its out-arguments alone, except
+// ICapeIdentification, which answers and stores the object's name and description.
 #include "capeopen.h"
 #include "com/com_ptr.h"
 #include "com/variant.h"
@@ -49,19 +36,10 @@ using Calls = std::vector<std::string>;
 // A crash or exception raised inside a component's method, for tests of the exception barrier.
 class Fault {
 public:
-    enum class Kind { AccessViolation, IntDivideByZero, StackOverflow, ThrowText, ThrowInt };
-
+    enum class Kind { AccessViolation, ThrowText, ThrowInt };
     static const Fault AccessViolation;   // reads through a null pointer
-    static const Fault IntDivideByZero;   // integer division by a zero only known at run time
-    static const Fault StackOverflow;     // recursion until the stack's guard page is hit
-    // Throws the text as a const char*, as g++'s `throw "text"` does.
-    static Fault ThrowText(std::string text);
+    static Fault ThrowText(std::string text);   // thrown as a const char*, as g++'s `throw "text"` is
     static Fault ThrowInt(int value = 42);
-
-    Kind kind() const noexcept { return kind_; }
-    const std::string& text() const noexcept { return *text_; }
-    int value() const noexcept { return value_; }
-    // Raises the fault in the calling frame; never returns.
     [[noreturn]] void raise() const;
 
 private:
@@ -72,35 +50,22 @@ private:
 };
 
 inline const Fault Fault::AccessViolation{Fault::Kind::AccessViolation};
-inline const Fault Fault::IntDivideByZero{Fault::Kind::IntDivideByZero};
-inline const Fault Fault::StackOverflow{Fault::Kind::StackOverflow};
-
-// The interfaces the kit implements, in the order of the CAPE-OPEN library, then IPersistStreamInit
-// and IPersistStream.
-const std::vector<IID>& allInterfaces();
-// The 27 ECape* error interfaces.
-const std::vector<IID>& errorInterfaces();
-// The interface's name as it appears in calls(), or an empty string when the kit lacks it.
-std::string interfaceName(REFIID iid);
 
 namespace detail {
 
-struct ScriptBase {
-    virtual ~ScriptBase() = default;
-};
+struct ScriptBase { virtual ~ScriptBase() = default; };
 template <class... A>
 struct Script final : ScriptBase {
     explicit Script(std::function<HRESULT(A...)> f) : fn(std::move(f)) {}
     std::function<HRESULT(A...)> fn;
 };
 
-// The interface a member pointer is scripted for: the one named explicitly, else its class.
-// (Explicit naming is needed for inherited methods, e.g. GetClassID of IPersistStreamInit.)
+// The interface a member pointer is scripted for: the one named explicitly (for inherited methods,
+// e.g. GetClassID of IPersistStreamInit), else its class.
 template <class Named, class C>
 using Target = std::conditional_t<std::is_void_v<Named>, C, Named>;
 
-// A method's identity: its interface and its member pointer's representation. Methods of the same
-// name in two interfaces differ in the interface.
+// A method's identity: its interface and its member pointer's representation.
 template <class I, class C, class... A>
 std::string key(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
 {
@@ -155,25 +120,19 @@ class Object final : public IUnknown {
 public:
     // The object exposing `interfaces`, in that order; the first dual one also answers IDispatch.
     // Throws std::invalid_argument for an interface the kit does not implement.
-    static tarv::ComPtr<Object> create(const std::vector<IID>& interfaces, std::wstring name = L"Kit object",
-                                       std::wstring description = {});
+    static tarv::ComPtr<Object> create(const std::vector<IID>& interfaces, std::wstring name = L"Kit object");
     template <class... I>
-    static tarv::ComPtr<Object> create(std::wstring name = L"Kit object", std::wstring description = {})
+    static tarv::ComPtr<Object> create(std::wstring name = L"Kit object")
     {
-        return create(std::vector<IID>{__uuidof(I)...}, std::move(name), std::move(description));
+        return create(std::vector<IID>{__uuidof(I)...}, std::move(name));
     }
-
     Object(const Object&) = delete;
     Object& operator=(const Object&) = delete;
-
     // IUnknown: the object's identity. Every query is recorded in queries().
     HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
-
-    // --- Scripting. Each call replaces the method's script; all return *this for chaining. -----
-
-    // `fn` takes the method's arguments (or none) and returns an HRESULT (or nothing for S_OK).
+    // Scripting: each call replaces the method's script and returns *this. `fn` takes the method's arguments (or none) and returns an HRESULT (or nothing for S_OK).
     template <class I = void, class C, class... A, class F>
     Object& on(HRESULT (STDMETHODCALLTYPE C::*m)(A...), F fn)
     {
@@ -193,25 +152,18 @@ public:
         setScript(detail::key<detail::Target<I, C>>(m), std::make_shared<detail::Script<A...>>(std::move(f)));
         return *this;
     }
-
-    // Returns `hr`, out-arguments untouched.
     template <class I = void, class C, class... A>
     Object& fail(HRESULT (STDMETHODCALLTYPE C::*m)(A...), HRESULT hr)
     {
         return on<I>(m, [hr] { return hr; });
     }
-
-    // Raises `fault` inside the method.
     template <class I = void, class C, class... A>
     Object& fault(HRESULT (STDMETHODCALLTYPE C::*m)(A...), Fault fault)
     {
         return on<I>(m, [fault]() -> HRESULT { fault.raise(); });
     }
-
-    // Stores `value` into the method's last argument (a getter's result) and returns S_OK:
-    // text into BSTR*, a tarv::Variant into VARIANT*, bool into VARIANT_BOOL*, an interface
-    // pointer (raw, ComPtr, or a kit object's facet) with a new reference, numbers into numbers.
-    // A VARIANT out-argument is cleared first, so it must arrive initialised, as COM requires.
+    // Stores `value` into the method's last argument (a getter's result, see detail::assign) and
+    // returns S_OK. A VARIANT out-argument is cleared first, so it must arrive initialised.
     template <class I = void, class C, class... A, class V>
     Object& returns(HRESULT (STDMETHODCALLTYPE C::*m)(A...), V value)
     {
@@ -224,50 +176,30 @@ public:
                 return detail::assign(std::get<sizeof...(A) - 1>(std::forward_as_tuple(a...)), value);
             });
     }
-
-    // Back to the unscripted behaviour.
     template <class I = void, class C, class... A>
     Object& unscript(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
     {
         setScript(detail::key<detail::Target<I, C>>(m), nullptr);
         return *this;
     }
-
-    // Error interfaces: ECapeUser::description and ECapeRoot::name answer `text` (empty is an
-    // empty string, not null). Leaving the interface out at creation makes it missing.
     Object& errorDescription(std::wstring text) { return returns(&ECapeUser::get_description, std::move(text)); }
     Object& errorName(std::wstring text) { return returns(&ECapeRoot::get_name, std::move(text)); }
-
-    // --- Identity and observation. -------------------------------------------------------------
-
     const std::wstring& name() const noexcept { return name_; }
     void setName(std::wstring name) { name_ = std::move(name); }
-    const std::wstring& description() const noexcept { return description_; }
-    void setDescription(std::wstring d) { description_ = std::move(d); }
-
-    // The calls received, in order, as "Interface::Method" (C++ names: get_ComponentName).
+    // The calls received, in order, as "Interface::Method"; the interfaces queried, answered or not.
     const Calls& calls() const noexcept { return calls_; }
     size_t callCount(std::string_view call) const;
     void clearCalls() { calls_.clear(); }
-    // The interface identifiers QueryInterface was asked for, in order, answered or not.
     const std::vector<IID>& queries() const noexcept { return queries_; }
     bool wasQueried(REFIID iid) const;
     void clearQueries() { queries_.clear(); }
     ULONG refCount() const noexcept { return static_cast<ULONG>(refs_); }
-
-    // The object's interface I without a query being recorded; null when not exposed.
-    // ptr() lends the pointer, as() adds a reference.
+    // The object's interface I without a recorded query: ptr() lends it, as() adds a reference.
     template <class I>
     I* ptr() const noexcept { return static_cast<I*>(find(__uuidof(I))); }
     template <class I>
     tarv::ComPtr<I> as() const noexcept { return tarv::ComPtr<I>(ptr<I>()); }
-    bool exposes(REFIID iid) const noexcept { return find(iid) != nullptr; }
-
-    // Objects of this module alive now (for DllCanUnloadNow and leak checks).
-    static LONG liveCount() noexcept;
-
-    // --- For the facets. ----------------------------------------------------------------------
-
+    static LONG liveCount() noexcept;   // objects of this module alive now
     template <class I, class C, class... A>
     HRESULT receive(HRESULT (STDMETHODCALLTYPE C::*m)(A...), const char* iface, const char* method,
                     std::type_identity_t<A>... a)
@@ -279,14 +211,13 @@ public:
     }
 
 private:
-    Object(std::wstring name, std::wstring description);
+    explicit Object(std::wstring name);
     ~Object();
     void expose(REFIID iid);
     void* find(REFIID iid) const noexcept;
     void record(const char* iface, const char* method);
     std::shared_ptr<detail::ScriptBase> script(const std::string& key) const;
     void setScript(std::string key, std::shared_ptr<detail::ScriptBase> s);
-
     volatile LONG refs_ = 1;
     std::wstring name_;
     std::wstring description_;

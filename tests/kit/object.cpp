@@ -7,50 +7,37 @@
 
 namespace kit {
 namespace {
-
 volatile LONG gLive = 0;
-
-std::string guidText(REFIID iid)
-{
-    wchar_t buf[64];
-    StringFromGUID2(iid, buf, 64);
-    return tarv::toNarrow(buf);
-}
-
 } // namespace
 
-tarv::ComPtr<Object> Object::create(const std::vector<IID>& interfaces, std::wstring name, std::wstring description)
+tarv::ComPtr<Object> Object::create(const std::vector<IID>& interfaces, std::wstring name)
 {
-    auto obj = tarv::ComPtr<Object>::attach(new Object(std::move(name), std::move(description)));
+    auto obj = tarv::ComPtr<Object>::attach(new Object(std::move(name)));
     for (const IID& iid : interfaces) obj->expose(iid);
     return obj;
 }
 
-Object::Object(std::wstring name, std::wstring description)
-    : name_(std::move(name)), description_(std::move(description))
+Object::Object(std::wstring name) : name_(std::move(name))
 {
     InterlockedIncrement(&gLive);
-    // ICapeIdentification behaves as a real component's: it answers and keeps the name and description.
     on(&ICapeIdentification::get_ComponentName, [this](BSTR* out) { return detail::assign(out, name_); });
     on(&ICapeIdentification::put_ComponentName, [this](BSTR s) { name_ = tarv::Bstr(s).wide(); });
     on(&ICapeIdentification::get_ComponentDescription, [this](BSTR* out) { return detail::assign(out, description_); });
     on(&ICapeIdentification::put_ComponentDescription, [this](BSTR s) { description_ = tarv::Bstr(s).wide(); });
 }
 
-Object::~Object()
-{
-    InterlockedDecrement(&gLive);
-}
+Object::~Object() { InterlockedDecrement(&gLive); }
 
-LONG Object::liveCount() noexcept
-{
-    return gLive;
-}
+LONG Object::liveCount() noexcept { return gLive; }
 
 void Object::expose(REFIID iid)
 {
     const detail::InterfaceEntry* e = detail::findInterface(iid);
-    if (!e) throw std::invalid_argument("kit objects do not implement " + guidText(iid));
+    if (!e) {
+        wchar_t guid[64];
+        StringFromGUID2(iid, guid, 64);
+        throw std::invalid_argument("kit objects do not implement " + tarv::toNarrow(guid));
+    }
     if (!find(iid)) facets_.push_back(e->make(*this, e->name));
 }
 
@@ -87,7 +74,7 @@ ULONG STDMETHODCALLTYPE Object::AddRef()
 
 ULONG STDMETHODCALLTYPE Object::Release()
 {
-    LONG n = InterlockedDecrement(&refs_);
+    const LONG n = InterlockedDecrement(&refs_);
     if (n == 0) delete this;
     return static_cast<ULONG>(n);
 }
@@ -115,10 +102,8 @@ std::shared_ptr<detail::ScriptBase> Object::script(const std::string& key) const
 
 void Object::setScript(std::string key, std::shared_ptr<detail::ScriptBase> s)
 {
-    if (s)
-        scripts_[std::move(key)] = std::move(s);
-    else
-        scripts_.erase(key);
+    if (s) scripts_[std::move(key)] = std::move(s);
+    else scripts_.erase(key);
 }
 
 } // namespace kit

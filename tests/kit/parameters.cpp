@@ -8,9 +8,8 @@ namespace kit {
 
 tarv::ComPtr<Object> makeSpec(CapeParamType type, std::wstring name)
 {
-    static const IID typed[] = {IID_ICapeRealParameterSpec, IID_ICapeIntegerParameterSpec,
-                                IID_ICapeOptionParameterSpec, IID_ICapeBooleanParameterSpec,
-                                IID_ICapeArrayParameterSpec};
+    static const IID typed[] = {IID_ICapeRealParameterSpec, IID_ICapeIntegerParameterSpec, IID_ICapeOptionParameterSpec,
+                                IID_ICapeBooleanParameterSpec, IID_ICapeArrayParameterSpec};
     auto spec = Object::create({IID_ICapeParameterSpec, typed[type], IID_ICapeIdentification}, std::move(name));
     spec->returns(&ICapeParameterSpec::get_Type, type);
     return spec;
@@ -31,8 +30,8 @@ void giveItems(Object& arraySpec, std::vector<tarv::ComPtr<Object>> items, std::
         specs->vt = VT_ARRAY | VT_DISPATCH;
         specs->parray = array;
     });
-    arraySpec.returns(&ICapeArrayParameterSpec::get_NumDimensions, static_cast<LONG>(sizes.size()));
-    arraySpec.returns(&ICapeArrayParameterSpec::get_Size, tarv::makeLongArray(sizes));
+    arraySpec.returns(&ICapeArrayParameterSpec::get_NumDimensions, static_cast<LONG>(sizes.size()))
+        .returns(&ICapeArrayParameterSpec::get_Size, tarv::makeLongArray(sizes));
 }
 
 tarv::ComPtr<Object> makeParameter(tarv::ComPtr<Object> spec, CapeParamMode mode, std::wstring name,
@@ -56,7 +55,7 @@ tarv::ComPtr<Object> makeParameter(tarv::ComPtr<Object> spec, CapeParamMode mode
 tarv::ComPtr<Object> makeCollection(std::vector<tarv::ComPtr<Object>> items, std::wstring name)
 {
     auto collection = Object::create<ICapeCollection, ICapeIdentification>(std::move(name));
-    const LONG count = static_cast<LONG>(items.size());
+    collection->returns(&ICapeCollection::Count, static_cast<LONG>(items.size()));
     collection->on(&ICapeCollection::Item, [items](VARIANT id, IDispatch** item) -> HRESULT {
         tarv::Variant n;
         if (FAILED(VariantChangeType(n.ptr(), &id, 0, VT_I4)) || n.get().lVal < 1 ||
@@ -67,7 +66,6 @@ tarv::ComPtr<Object> makeCollection(std::vector<tarv::ComPtr<Object>> items, std
         if (*item) (*item)->AddRef();
         return S_OK;
     });
-    collection->returns(&ICapeCollection::Count, count);
     return collection;
 }
 

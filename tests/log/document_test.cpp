@@ -1,13 +1,14 @@
-// The log document: prolog, records, nesting, escaping, suppression warnings, closing, crashes.
+// The log document: prolog, records, nesting, escaping, failure texts, closing, crashes.
 #include "log_fixture.h"
 
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/kit.h"
 #include "log/clock.h"
+#include "tarvlib.h"
 
-#include <share.h>
-
+#include <functional>
+#include <set>
 #include <string>
 
 using logtest::crlf;
@@ -15,234 +16,131 @@ using logtest::LogFile;
 using tarv::Bstr;
 using tarv::CallLog;
 
-namespace {
-
-const char infoWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above info string (these "
-    "cannot be stored in XML)\"/>\n";
-const char errorWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above error string (these "
-    "cannot be stored in XML)\"/>\n";
-const char warningWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above warning string (these "
-    "cannot be stored in XML)\"/>\n";
-const char objectWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above object name (these "
-    "cannot be stored in XML)\"/>\n";
-const char stringWarning[] =
-    "<warning value=\"One or more non-printable characters suppressed in above string value (these "
-    "cannot be stored in XML)\"/>\n";
-
-} // namespace
-
 TEST(LogOpening, DateAndTimeFollowTheirPicturesInTheSystemLocale)
 {
-    tarv::setLocalTimeSource([](SYSTEMTIME* t) {
-        *t = SYSTEMTIME{};
-        t->wYear = 2027;
-        t->wMonth = 3;
-        t->wDay = 5;
-        t->wHour = 9;
-        t->wMinute = 4;
-    });
+    tarv::setLocalTimeSource([](SYSTEMTIME* t) { *t = SYSTEMTIME{2027, 3, 0, 5, 9, 4, 0, 0}; });
     std::string path = logtest::tempPath("opening");
-    CallLog* log = CallLog::open(logtest::openStream(path), "Reactions", "CAPE-OPEN version 1.0 Reaction Package",
-                                 path.c_str());
-    log->destroy();
+    CallLog::open(logtest::openStream(path), "Reactions", "CAPE-OPEN version 1.0 Reaction Package", path.c_str())->destroy();
     tarv::setLocalTimeSource(nullptr);
-
     char month[80] = "";
     GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SMONTHNAME3, month, sizeof month);
-    EXPECT_EQ(logtest::readFile(path),
-              crlf(std::string("<?xml version=\"1.0\" standalone=\"yes\"?>\n<tarvlogdocument>\n"
-                               "<info value=\"TARV Logging started at ") +
-                   month + " 05, 2027, 09:04\"/>\n"
-                           "<info value=\"Creating Reactions\"/>\n"
-                           "<info value=\"Object type: CAPE-OPEN version 1.0 Reaction Package\"/>\n"
-                           "</tarvlogdocument>\n"));
+    EXPECT_EQ(logtest::readFile(path), crlf("<?xml version=\"1.0\" standalone=\"yes\"?>\n<tarvlogdocument>\n"
+                                            "<info value=\"TARV Logging started at " + std::string(month) +
+                                            " 05, 2027, 09:04\"/>\n") + logtest::expected("a reaction package's opening"));
     DeleteFileA(path.c_str());
 }
 
-TEST_F(LogFile, GetOverallPropRecord)
+TEST(LogRecords, FuncsArgumentsNotesAndFailuresAsTheyStandInTheFile)
 {
-    log_->beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
-    log_->argString("property", 1, Bstr(L"temperature").get());
-    log_->argString("basis", 1, nullptr);
-    log_->argVariant("results", 0, tarv::makeDoubleArray({300.0}).get(), VT_ARRAY | VT_R8, 0);
-    log_->endFunc(S_OK, nullptr);
-    EXPECT_EQ(body(), crlf(R"(<func name="ICapeThermoMaterial::GetOverallProp" direc="out" object="Stream 1">
- <arg name="property" direc="in" type="string">
-  <argval value="&quot;temperature&quot;"/>
- </arg>
- <arg name="basis" direc="in" type="string">
-  <argval value="&lt;NULL&gt;"/>
- </arg>
- <arg name="results" direc="out" type="VT_ARRAY|VT_R8">
-  <info value="Lower bound: 0"/>
-  <info value="Upper bound: 0"/>
-  <argval value="300"/>
- </arg>
-</func>
-)"));
-    EXPECT_EQ(log_->depth(), 0u);
-}
-
-TEST_F(LogFile, GetOverallPropFailingWithNoImpl)
-{
-    // The material's ECapeUser has no description and it has no ECapeRoot: the fixed text.
     auto material = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
-    material->errorDescription(L"");
-    log_->beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
-    log_->argString("property", 1, Bstr(L"temperature").get());
-    log_->argString("basis", 1, nullptr);
-    log_->endFunc(ECapeNoImplHR, material->ptr<ICapeThermoMaterial>());
-    EXPECT_EQ(body(), crlf(R"(<func name="ICapeThermoMaterial::GetOverallProp" direc="out" object="Stream 1">
- <arg name="property" direc="in" type="string">
-  <argval value="&quot;temperature&quot;"/>
- </arg>
- <arg name="basis" direc="in" type="string">
-  <argval value="&lt;NULL&gt;"/>
- </arg>
- <error value="ECapeNoImplHR: not implemented"/>
-</func>
-)"));
-}
-
-TEST_F(LogFile, NestedFuncsAndNotesKeepTheirDepth)
-{
-    log_->writeInfo("root note");
-    log_->beginFunc(1, "ICapeThermoPropertyRoutine::CalcSinglePhaseProp", "Package & <Co>");
-    log_->writeInfo("inside");
-    log_->beginFunc(0, "ICapeThermoMaterial::GetPresentPhases", "Stream 1");
-    log_->writeWarning("deeper");
-    log_->endFunc(S_FALSE, nullptr);
-    log_->beginFunc(0, "ICapeThermoMaterial::SetSinglePhaseProp", "Stream 1");
-    log_->endFunc(STG_S_CONVERTED, nullptr);
-    log_->writeError("it's \"quoted\"");
-    log_->endFunc(S_OK, nullptr);
-    log_->writeError("");
-    EXPECT_EQ(body(), crlf(R"(<info value="root note"/>
-<func name="ICapeThermoPropertyRoutine::CalcSinglePhaseProp" direc="in" object="Package &amp; &lt;Co&gt;">
- <info value="inside"/>
- <func name="ICapeThermoMaterial::GetPresentPhases" direc="out" object="Stream 1">
-  <warning value="deeper"/>
- </func>
- <func name="ICapeThermoMaterial::SetSinglePhaseProp" direc="out" object="Stream 1">
- </func>
- <error value="it&apos;s &quot;quoted&quot;"/>
-</func>
-<error value=""/>
-)"));
-}
-
-TEST_F(LogFile, FailureWithoutInterfaceGivesTheSystemText)
-{
-    log_->beginFunc(1, "ICapeUtilities::Initialize", "Stream 1");
-    log_->endFunc(E_NOINTERFACE, nullptr);
-    log_->beginFunc(1, "ICapeUtilities::Edit", "Stream 1");
-    log_->endFunc(E_FAIL, nullptr);
-    std::string noInterface = tarv::toNarrow(tarv::systemErrorText(E_NOINTERFACE));
-    std::string fail = tarv::toNarrow(tarv::systemErrorText(E_FAIL));
-    ASSERT_FALSE(noInterface.empty());
-    ASSERT_FALSE(fail.empty());
-    EXPECT_EQ(body(), crlf("<func name=\"ICapeUtilities::Initialize\" direc=\"in\" object=\"Stream 1\">\n"
-                           " <error value=\"E_NOINTERFACE: " + noInterface + "\"/>\n"
-                           "</func>\n"
-                           "<func name=\"ICapeUtilities::Edit\" direc=\"in\" object=\"Stream 1\">\n"
-                           " <error value=\"E_FAIL: " + fail + "\"/>\n"
-                           "</func>\n"));
-}
-
-TEST_F(LogFile, SuppressionWarningsStandInTheFirstColumn)
-{
-    log_->writeInfo("\x80" "1");
-    log_->beginFunc(1, "Method\x01Name", "Clean");   // the method name's flag gives no warning
-    log_->writeError("line\nfeed");
-    log_->writeWarning("tab\there");
-    log_->beginFunc(0, "Inner", "Bad\x7F\x81Name");
-    log_->argString("text", 1, Bstr(L"caf\u00e9").get());
-    log_->endFunc(S_OK, nullptr);
-    log_->endFunc(S_OK, nullptr);
-    EXPECT_EQ(body(), crlf(std::string("<info value=\"1\"/>\n") + infoWarning +
-                           "<func name=\"MethodName\" direc=\"in\" object=\"Clean\">\n"
-                           " <error value=\"linefeed\"/>\n" + errorWarning +
-                           " <warning value=\"tabhere\"/>\n" + warningWarning +
-                           " <func name=\"Inner\" direc=\"out\" object=\"Bad\x7FName\">\n" + objectWarning +
-                           "  <arg name=\"text\" direc=\"in\" type=\"string\">\n"
-                           "   <argval value=\"&quot;caf&quot;\"/>\n" + stringWarning +
-                           "  </arg>\n"
-                           " </func>\n"
-                           "</func>\n"));
-}
-
-TEST_F(LogFile, FailureTextWithLineFeedIsCleanedAndFlagged)
-{
     auto unit = kit::Object::create<ICapeUnitReport, ECapeUser>(L"Unit");
     unit->errorDescription(L"first\r\nsecond");
-    log_->beginFunc(1, "ICapeUnitReport::ProduceReport", "Unit");
-    log_->endFunc(ECapeComputationHR, unit->ptr<ICapeUnitReport>());
-    EXPECT_EQ(body(), crlf(std::string("<func name=\"ICapeUnitReport::ProduceReport\" direc=\"in\" object=\"Unit\">\n"
-                                       " <error value=\"ECapeComputationHR: firstsecond\"/>\n") +
-                           errorWarning + "</func>\n"));
-}
-
-TEST(LogEscape, TranslatesEachByteByTheTable)
-{
-    struct Case {
-        const char* input;
-        const char* output;
-        int suppressed;
-    } cases[] = {
-        {"", "", 0},
-        {"plain text 123", "plain text 123", 0},
-        {"\"&'<>", "&quot;&amp;&apos;&lt;&gt;", 0},
-        {"a\tb\rc\nd", "abcd", 1},
-        {"\x1F" "x", "x", 1},
-        {"\x7F", "\x7F", 0},
-        {" ~", " ~", 0},
-        {"\x80\xFF\xC3\xA9z", "z", 1},
-        {"<NULL>", "&lt;NULL&gt;", 0},
+    const struct {
+        const char* name;
+        std::function<void(CallLog&)> write;
+    } rows[] = {
+        {"GetOverallProp", [](CallLog& l) {
+             l.beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
+             l.argString("property", 1, Bstr(L"temperature").get());
+             l.argString("basis", 1, nullptr);
+             l.argVariant("results", 0, tarv::makeDoubleArray({300.0}).get(), VT_ARRAY | VT_R8, 0);
+             l.endFunc(S_OK, nullptr);
+             EXPECT_EQ(l.depth(), 0u);
+         }},
+        // No description and no ECapeRoot: the fixed text.
+        {"GetOverallProp failing with an empty description", [&](CallLog& l) {
+             material->errorDescription(L"");
+             l.beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
+             l.argString("property", 1, Bstr(L"temperature").get());
+             l.argString("basis", 1, nullptr);
+             l.endFunc(ECapeNoImplHR, material->ptr<ICapeThermoMaterial>());
+         }},
+        {"nested funcs and notes keep their depth", [](CallLog& l) {
+             l.writeInfo("root note");
+             l.beginFunc(1, "ICapeThermoPropertyRoutine::CalcSinglePhaseProp", "Package & <Co>");
+             l.writeInfo("inside");
+             l.beginFunc(0, "ICapeThermoMaterial::GetPresentPhases", "Stream 1");
+             l.writeWarning("deeper");
+             l.endFunc(S_FALSE, nullptr);
+             l.beginFunc(0, "ICapeThermoMaterial::SetSinglePhaseProp", "Stream 1");
+             l.endFunc(STG_S_CONVERTED, nullptr);
+             l.writeError("it's \"quoted\"");
+             l.endFunc(S_OK, nullptr);
+             l.writeError("");
+         }},
+        {"suppression warnings stand in the first column", [](CallLog& l) {
+             l.writeInfo("\x80" "1");
+             l.beginFunc(1, "Method\x01Name", "Clean");   // the method name's flag gives no warning
+             l.writeError("line\nfeed");
+             l.writeWarning("tab\there");
+             l.beginFunc(0, "Inner", "Bad\x7F\x81Name");
+             l.argString("text", 1, Bstr(L"caf\u00e9").get());
+             l.endFunc(S_OK, nullptr);
+             l.endFunc(S_OK, nullptr);
+         }},
+        {"a failure text with a line feed is cleaned and flagged", [&](CallLog& l) {
+             l.beginFunc(1, "ICapeUnitReport::ProduceReport", "Unit");
+             l.endFunc(ECapeComputationHR, unit->ptr<ICapeUnitReport>());
+         }},
+        {"enumerations, the last one invalid inside a func", [](CallLog& l) {
+             l.argValidationStatus("e", 1, CAPE_VALID);
+             l.argValidationStatus("e", 1, static_cast<CapeValidationStatus>(3));
+             l.argPortType("e", 1, static_cast<CapePortType>(7));
+             l.argReactionType("e", 1, static_cast<CapeReactionType>(255));
+             l.argReactionRateBasis("e", 1, static_cast<CapeReactionRateBasis>(-1));
+             l.argPortDirection("e", 1, CAPE_INLET_OUTLET);
+             l.argPortDirection("e", 0, static_cast<CapePortDirection>(3));
+             l.argParamMode("e", 0, CAPE_OUTPUT);
+             l.argParamMode("e", 1, static_cast<CapeParamMode>(5));
+             l.argParamType("e", 1, CAPE_REAL);
+             l.argParamType("e", 1, static_cast<CapeParamType>(0x1A));
+             l.beginFunc(0, "ICapeUnitPort::get_direction", "Port");
+             l.argPortDirection("direction", 0, static_cast<CapePortDirection>(9));
+             l.endFunc(S_OK, nullptr);
+         }},
+        {"calculation flags", [](CallLog& l) {
+             for (int bits : {0, 1, 3, 8, 15, 16, 17, -16}) l.argCalculationFlags("fFlags", 0, bits);
+         }},
+        {"a value stands one deeper", [](CallLog& l) {
+             l.beginFunc(1, "F", "O");
+             l.writeValue(tarv::Variant::fromLong(5).get());
+             l.writeValue(tarv::Variant().get());
+             l.endFunc(S_OK, nullptr);
+         }},
+        {"failures without an interface give the system's text", [](CallLog& l) {
+             for (HRESULT hr : {E_NOINTERFACE, E_FAIL}) {
+                 l.beginFunc(1, "ICapeUtilities::Edit", "Stream 1");
+                 l.endFunc(hr, nullptr);
+             }
+         }},
+        {"turned-down queries, never the server's own", [](CallLog& l) {
+             l.queryInterface("Stream 1", IID_IDispatch, E_NOINTERFACE);
+             l.queryInterface("Stream 1", IID_IOriginalObject64, E_NOINTERFACE);
+             l.beginFunc(1, "F", "Stream 1");
+             l.queryInterface("A&B", IID_IUnknown, static_cast<HRESULT>(0x80040509));
+             l.endFunc(S_OK, nullptr);
+         }},
     };
-    std::string path = logtest::tempPath("escape");
-    CallLog* log = CallLog::open(logtest::openStream(path), "x", "y", path.c_str());
-    for (const Case& c : cases) {
-        int flag = 7;
-        EXPECT_STREQ(log->escape(c.input, &flag), c.output) << c.input;
-        EXPECT_EQ(flag, c.suppressed) << c.input;
-    }
-    EXPECT_EQ(log->escapeCapacity(), 1024);
-    log->destroy();
-    DeleteFileA(path.c_str());
+    for (const auto& row : rows) EXPECT_EQ(logtest::recordsOf(row.write), logtest::expected(row.name)) << row.name;
 }
 
 TEST_F(LogFile, EscapeBufferGrowsInStepsAndNeverShrinks)
 {
-    std::string plain(5000, 'a');
-    log_->writeInfo(plain.c_str());
-    EXPECT_EQ(log_->escapeCapacity(), 5120);
-    log_->writeInfo("short");
-    EXPECT_EQ(log_->escapeCapacity(), 5120);
-
-    std::string quotes(5000, '"');
-    std::string expectedQuotes;
-    for (int i = 0; i < 5000; ++i) expectedQuotes += "&quot;";
-    log_->writeWarning(quotes.c_str());
-    EXPECT_EQ(log_->escapeCapacity(), 30720);
-    log_->writeInfo("");
-    EXPECT_EQ(log_->escapeCapacity(), 30720);
-
-    EXPECT_EQ(body(), crlf("<info value=\"" + plain + "\"/>\n<info value=\"short\"/>\n<warning value=\"" +
-                           expectedQuotes + "\"/>\n<info value=\"\"/>\n"));
+    std::string plain(5000, 'a'), quotes(5000, '"'), escaped;
+    for (int i = 0; i < 5000; ++i) escaped += "&quot;";
+    for (auto [text, capacity] : {std::pair{plain.c_str(), 5120}, {"short", 5120}, {quotes.c_str(), 30720}, {"", 30720}}) {
+        log_->writeInfo(text);
+        EXPECT_EQ(log_->escapeCapacity(), capacity);
+    }
+    EXPECT_EQ(body(), crlf("<info value=\"" + plain + "\"/>\n<info value=\"short\"/>\n<info value=\"" + escaped +
+                           "\"/>\n<info value=\"\"/>\n"));
 }
 
-namespace {
-int hookRuns = 0;
-std::string hookPath;
-bool hookSawClosedLog = false;
-} // namespace
-
-TEST_F(LogFile, CloseTwiceAndRecordsAfterCloseWriteNothing)
+TEST_F(LogFile, CloseTwiceAndEveryOperationAfterCloseWritesNothing)
 {
+    static int hookRuns;
+    static std::string hookPath;
+    static bool hookSawClosedLog;
     hookRuns = 0;
     CallLog::setCloseHook([](const CallLog& log) {
         ++hookRuns;
@@ -252,14 +150,23 @@ TEST_F(LogFile, CloseTwiceAndRecordsAfterCloseWriteNothing)
     log_->beginFunc(1, "ICapeUtilities::Initialize", "Stream 1");
     log_->close();
     std::string afterClose = logtest::readFile(path_);
-
     log_->close();
     log_->writeInfo("late");
     log_->beginFunc(1, "Late", "Stream 1");
+    log_->argShort("s", 1, 1);
+    log_->argLong("l", 1, 1);
+    log_->argVariantBool("b", 1, 5);
+    log_->argDouble("d", 1, 1.0);
+    log_->argString("t", 1, nullptr);
+    log_->argInterface("i", 1, nullptr);
+    log_->argInterfacePointer("p", 1, nullptr);
+    log_->argParamMode("m", 1, static_cast<CapeParamMode>(9));
+    log_->argCalculationFlags("f", 1, 3);
     log_->argVariant("v", 1, tarv::makeDoubleArray({1.0}).get(), VT_ARRAY | VT_R8, 0);
+    log_->writeValue(tarv::makeDoubleArray({1.0}).get());
+    log_->queryInterface("Stream 1", IID_IDispatch, E_NOINTERFACE);
     log_->endFunc(E_FAIL, nullptr);
     CallLog::setCloseHook(nullptr);
-
     EXPECT_EQ(hookRuns, 1);
     EXPECT_EQ(hookPath, path_);
     EXPECT_TRUE(hookSawClosedLog);
@@ -268,40 +175,12 @@ TEST_F(LogFile, CloseTwiceAndRecordsAfterCloseWriteNothing)
                               crlf("<func name=\"ICapeUtilities::Initialize\" direc=\"in\" object=\"Stream 1\">\n") +
                               std::string(logtest::endTag));
     EXPECT_EQ(logtest::readFile(path_), afterClose);
-    EXPECT_EQ(afterClose.find("Destroying"), std::string::npos);
 }
-
-TEST(DetachedLog, EveryOperationIsSilentAndLeavesTheDepth)
-{
-    CallLog* log = CallLog::open(nullptr, "Detached", "None", "");
-    EXPECT_FALSE(log->isOpen());
-    log->beginFunc(1, "A::B", "Detached");
-    log->writeInfo("x");
-    log->argShort("s", 1, 1);
-    log->argVariantBool("b", 1, 5);
-    log->argLong("l", 1, 1);
-    log->argDouble("d", 1, 1.0);
-    log->argString("t", 1, nullptr);
-    log->argInterface("i", 1, nullptr);
-    log->argInterfacePointer("p", 1, nullptr);
-    log->argParamMode("m", 1, static_cast<CapeParamMode>(9));
-    log->argCalculationFlags("f", 1, 3);
-    log->argVariant("v", 1, tarv::makeDoubleArray({1.0}).get(), VT_ARRAY | VT_R8, 0);
-    log->writeValue(tarv::makeDoubleArray({1.0}).get());
-    log->queryInterface("Detached", IID_IDispatch, E_NOINTERFACE);
-    log->endFunc(E_FAIL, nullptr);
-    EXPECT_EQ(log->depth(), 0u);
-    log->close();
-    log->destroy();
-}
-
-// --- A log cut off by a crash -----------------------------------------------------------------
 
 int crashChild(const char* path)
 {
     tarv::setLocalTimeSource(logtest::fixedTime);
-    CallLog* log = CallLog::open(logtest::openStream(path), "Stream 1",
-                                 "CAPE-OPEN version 1.1 Physical Property Package", path);
+    CallLog* log = CallLog::open(logtest::openStream(path), "Stream 1", "CAPE-OPEN version 1.1 Physical Property Package", path);
     log->beginFunc(1, "ICapeThermoPropertyRoutine::CalcSinglePhaseProp", "Stream 1");
     log->argDouble("temperature", 1, 298.15);
     log->beginFunc(0, "ICapeThermoMaterial::GetTPFraction", "Stream 1");
@@ -313,17 +192,67 @@ int crashChild(const char* path)
 TEST(CrashedLog, EndsAtTheLastRecordWithEverythingOpen)
 {
     std::string path = logtest::tempPath("crash");
-    DWORD exitCode = logtest::runChild(L"--write-then-die", path);
-
-    EXPECT_EQ(exitCode, 3u);
-    EXPECT_EQ(logtest::readFile(path),
-              logtest::openingLines() +
-                  crlf(R"(<func name="ICapeThermoPropertyRoutine::CalcSinglePhaseProp" direc="in" object="Stream 1">
- <arg name="temperature" direc="in" type="double">
-  <argval value="298.15"/>
- </arg>
- <func name="ICapeThermoMaterial::GetTPFraction" direc="out" object="Stream 1">
-  <warning value="about to die"/>
-)"));
+    EXPECT_EQ(logtest::runChild(L"--write-then-die", path), 3u);
+    EXPECT_EQ(logtest::readFile(path), logtest::openingLines() + logtest::expected("a log cut off by a crash"));
     DeleteFileA(path.c_str());
+}
+
+TEST(StatusName, NamesTheConstantsAndFallsBackToHex)
+{
+    for (auto [status, name] : {std::pair{HRESULT(0), "NOERROR"},
+                                {CO_E_LAUNCH_PERMSSION_DENIED, "CO_E_LAUNCH_PERMSSION_DENIED"},   // as the system spells it
+                                {S_FALSE, "0x1"}, {HRESULT(0x80040500), "0x80040500"},
+                                {HRESULT(0x8004051B), "0x8004051B"}, {HRESULT(0xDEADBEEF), "0xDEADBEEF"}})
+        EXPECT_EQ(CallLog::statusName(status), name);
+    // The CAPE-OPEN block has a name for each of its 26 codes, each its own.
+    std::set<std::string> names;
+    for (uint32_t code = 0x80040501; code <= 0x8004051A; ++code) {
+        names.insert(CallLog::statusName(static_cast<HRESULT>(code)));
+        EXPECT_EQ(names.rbegin()->rfind("ECape", 0), 0u);
+    }
+    EXPECT_EQ(names.size(), 26u);
+    EXPECT_EQ(CallLog::interfaceName(IID_IDispatch), "IDispatch");
+    const IID unregistered = {0x6B0C1A2E, 0x53A4, 0x4F0F, {0x9E, 0x5D, 0x0A, 0x11, 0xC0, 0xFF, 0xEE, 0x01}};
+    EXPECT_EQ(CallLog::interfaceName(unregistered), "{6B0C1A2E-53A4-4F0F-9E5D-0A11C0FFEE01}");
+}
+
+TEST(CapeErrorText, AsksUserThenRootThenTheTable)
+{
+    const struct {
+        const wchar_t* description;   // null: ECapeUser left out
+        const wchar_t* name;          // null: ECapeRoot left out
+        HRESULT code;
+        std::wstring text;
+    } cases[] = {
+        {L"Property not supported", L"Root name", HRESULT(ECapeNoImplHR), L"Property not supported"},
+        {L"", L"Root name", HRESULT(ECapeNoImplHR), L"Root name"},
+        {L"", nullptr, HRESULT(ECapeNoImplHR), L"not implemented"},
+        {L"", L"", HRESULT(ECapeThrmPropertyNotAvailableHR),
+         L"One or more of the requested thermodynamic properties are not set on the material"},
+        {nullptr, nullptr, HRESULT(ECapeUnknownHR), L"Failed to get error name for ECapeUnknown"},
+        // Outside the block the object is not asked.
+        {L"never", L"never", static_cast<HRESULT>(0x8004051B), L"error code 0x8004051B"},
+        {L"never", L"never", E_FAIL, L"Call failed."},
+    };
+    for (const auto& c : cases) {
+        std::vector<IID> interfaces{IID_ICapeUtilities};
+        if (c.description) interfaces.push_back(IID_ECapeUser);
+        if (c.name) interfaces.push_back(IID_ECapeRoot);
+        auto object = kit::Object::create(interfaces);
+        if (c.description) object->errorDescription(c.description);
+        if (c.name) object->errorName(c.name);
+        EXPECT_EQ(tarv::capeErrorText(object->ptr<ICapeUtilities>(), c.code), c.text);
+        EXPECT_EQ(object->refCount(), 1u);   // every reference taken is given back
+        if (c.code < HRESULT(ECapeUnknownHR) || c.code > HRESULT(ECapeThrmPropertyNotAvailableHR)) {
+            EXPECT_TRUE(object->queries().empty());
+        }
+    }
+    auto failing = kit::Object::create<ICapeUtilities, ECapeUser, ECapeRoot>();
+    failing->fail(&ECapeUser::get_description, E_FAIL).fail(&ECapeRoot::get_name, E_FAIL);
+    EXPECT_EQ(tarv::capeErrorText(failing->ptr<ICapeUtilities>(), ECapePersistenceHR), L"storage / persistence error");
+    EXPECT_EQ(tarv::capeErrorText(nullptr, ECapeDataHR), L"invalid data");
+    // The system's message without its line end, else the code.
+    EXPECT_EQ(tarv::systemErrorText(HRESULT{2}), L"File not found.");
+    EXPECT_EQ(tarv::systemErrorText(E_ACCESSDENIED), L"Access denied.");
+    EXPECT_EQ(tarv::systemErrorText(static_cast<HRESULT>(0xA0001234)), L"error code 0xA0001234");
 }

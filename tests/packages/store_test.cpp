@@ -1,14 +1,23 @@
-// The exported-package list and the options in the current user's registry: the record format
-// byte for byte, and what a load does with values that are missing, damaged or of the wrong type.
-#include "packages/package_store.h"
-
+// The exported-package list and the options in the registry (the record format byte for byte, and
+// what a load does with values that are missing, damaged or of the wrong type), and where log files
+// go and how they end: the automatic location and its numbering, the Save dialog, the message for a
+// file that cannot be opened, and the question when a log closes.
 #include "com/bstr.h"
+#include "log/clock.h"
+#include "log/log_file.h"
+#include "packages/package_store.h"
+#include "support/dialogs.h"
+#include "support/log_capture.h"
 
 #include <gtest/gtest.h>
 
+#include <shlobj.h>
+
+#include <fstream>
 #include <string>
 
 using namespace tarv;
+using testsupport::DialogAnswerer;
 
 namespace {
 
@@ -18,7 +27,6 @@ const CLSID kClass = {0xC0FFEE00, 0x1111, 0x2222, {0x33, 0x33, 0x44, 0x44, 0x55,
 struct StoreTest : testing::Test {
     void SetUp() override { RegDeleteTreeA(HKEY_CURRENT_USER, kKey); }
     void TearDown() override { RegDeleteTreeA(HKEY_CURRENT_USER, kKey); }
-
     static void setRaw(const char* name, DWORD type, const std::string& data)
     {
         HKEY key = openSettingsKey();
@@ -39,12 +47,10 @@ struct StoreTest : testing::Test {
         }
         return s + '\0';
     }
-    static bool valueExists(const char* name)
+    static LSTATUS value(const char* name, DWORD* v = nullptr)
     {
-        HKEY key = openSettingsKey();
-        bool found = RegQueryValueExA(key, name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-        RegCloseKey(key);
-        return found;
+        DWORD size = sizeof *v;
+        return RegGetValueA(HKEY_CURRENT_USER, kKey, name, RRF_RT_ANY, nullptr, v, v ? &size : nullptr);
     }
     static std::vector<std::wstring> displayNames()
     {
@@ -56,95 +62,105 @@ struct StoreTest : testing::Test {
 
 const char* const kClsid = "{C0FFEE00-1111-2222-3333-444455556666}";
 
+std::string desktopLogs()
+{
+    char desktop[MAX_PATH];
+    SHGetSpecialFolderPathA(nullptr, desktop, CSIDL_DESKTOPDIRECTORY, FALSE);
+    return std::string(desktop) + "\\TARV logs";
+}
+
+struct LogFileTest : testing::Test {
+    void SetUp() override
+    {
+        RegDeleteTreeA(HKEY_CURRENT_USER, kKey);
+        setLocalTimeSource(&testsupport::fixedTime);
+        removeLogs();
+    }
+    void TearDown() override
+    {
+        setLocalTimeSource(nullptr);
+        CallLog::setCloseHook(nullptr);
+        removeLogs();
+        RegDeleteTreeA(HKEY_CURRENT_USER, kKey);
+    }
+    static void removeLogs()
+    {
+        std::string dir = desktopLogs();
+        for (const char* name : {"\\log-14November2026-15h17.tlg", "\\log-14November2026-15h17(1).tlg",
+                                 "\\log-14November2026-15h17(2).tlg"})
+            DeleteFileA((dir + name).c_str());
+        RemoveDirectoryA(dir.c_str());
+        DeleteFileA(dir.c_str());
+    }
+    static void options(int autoLog, int prompt)
+    {
+        ServerOptions o;
+        o.autoLogLocation = autoLog;
+        o.promptOpenLog = prompt;
+        saveOptions(o);
+    }
+};
+
 } // namespace
 
-TEST_F(StoreTest, ARecordIsFiveStringsAndATerminatorAndReadsBackWhole)
+TEST_F(StoreTest, ARecordIsFiveStringsAndATerminatorAndItsFieldsAreJudgedAsStored)
 {
     ExportedPackage p;
     p.clsid = kClass;
     p.kind = PropertyPackageManager11;
-    p.packageName = L"Peng Robinson";
+    p.packageName = L"";   // a lone NUL: reading goes by count, not to the first double NUL
     p.displayName = L"My Thermo/Peng Robinson";
     p.loggingEnabled = 1;
     std::string bytes = serialisePackage(p);
-    EXPECT_EQ(bytes, record(kClsid, "0", "Peng Robinson", "My Thermo/Peng Robinson", "true"));
-
+    EXPECT_EQ(bytes, record(kClsid, "0", "", "My Thermo/Peng Robinson", "true"));
     ExportedPackage back;
     ASSERT_TRUE(parsePackage(back, bytes.data(), bytes.size()));
     EXPECT_TRUE(IsEqualCLSID(back.clsid, kClass));
     EXPECT_EQ(back.kind, PropertyPackageManager11);
-    EXPECT_EQ(back.packageName, L"Peng Robinson");
-    EXPECT_EQ(back.displayName, L"My Thermo/Peng Robinson");
-    EXPECT_EQ(back.loggingEnabled, 1);
-
-    // An empty package name is a lone NUL: reading goes by count, not to the first double NUL.
-    p.packageName.clear();
-    bytes = serialisePackage(p);
-    ASSERT_TRUE(parsePackage(back, bytes.data(), bytes.size()));
     EXPECT_EQ(back.packageName, L"");
     EXPECT_EQ(back.displayName, L"My Thermo/Peng Robinson");
-}
-
-TEST_F(StoreTest, KindAndLoggingFieldsAreJudgedAsStored)
-{
-    struct Case {
-        const char* kind;
-        const char* logging;
-        bool accepted;
-        int expectKind;
-        int expectLogging;
+    EXPECT_EQ(back.loggingEnabled, 1);
+    const struct {
+        const char *clsid, *kind, *logging;
+        int expectKind, expectLogging = 0;   // kind -1: refused
     } cases[] = {
-        {"1", "true", true, 1, 1},   {"5", "TRUE", true, 5, 1}, {"2abc", "false", true, 2, 0},
-        {"3", "1", true, 3, 0},      {"6", "true", false, 0, 0}, {"-1", "true", false, 0, 0},
-        {"x", "true", false, 0, 0},
+        {kClsid, "1", "true", 1, 1}, {kClsid, "5", "TRUE", 5, 1}, {kClsid, "2abc", "false", 2, 0}, {kClsid, "3", "1", 3, 0},
+        {kClsid, "6", "true", -1}, {kClsid, "-1", "true", -1}, {kClsid, "x", "true", -1}, {"{not a class}", "1", "true", -1},
     };
-    for (const Case& c : cases) {
-        std::string bytes = record(kClsid, c.kind, "n", "d", c.logging);
-        ExportedPackage p;
-        EXPECT_EQ(parsePackage(p, bytes.data(), bytes.size()), c.accepted) << c.kind;
-        if (!c.accepted) continue;
-        EXPECT_EQ(p.kind, c.expectKind) << c.kind;
-        EXPECT_EQ(p.loggingEnabled, c.expectLogging) << c.logging;
+    for (const auto& c : cases) {
+        std::string r = record(c.clsid, c.kind, "n", "d", c.logging);
+        ExportedPackage q;
+        EXPECT_EQ(parsePackage(q, r.data(), r.size()), c.expectKind >= 0) << c.kind;
+        if (c.expectKind < 0) continue;
+        EXPECT_EQ(q.kind, c.expectKind) << c.kind;
+        EXPECT_EQ(q.loggingEnabled, c.expectLogging) << c.logging;
     }
-    std::string badClass = record("{not a class}", "1", "n", "d", "true");
-    ExportedPackage p;
-    EXPECT_FALSE(parsePackage(p, badClass.data(), badClass.size()));
-}
-
-TEST_F(StoreTest, FirstUseCreatesTheKeyAndKeepsTheDefaults)
-{
-    ServerOptions options;
-    loadPackages();
-    loadOptions(options);
-    EXPECT_TRUE(exportedPackages().empty());
-    EXPECT_EQ(options.autoLogLocation, 0);
-    EXPECT_EQ(options.promptOpenLog, 1);
-    EXPECT_TRUE(IsEqualCLSID(options.loggedUnitOperation, GUID_NULL));
-    HKEY key = nullptr;
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, kKey, 0, KEY_READ, &key), ERROR_SUCCESS);
-    RegCloseKey(key);
 }
 
 TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
 {
+    // 1 is long enough to grow the read buffer, 2 is missing, 3 has the wrong type, 4 is short.
+    const std::string longName(300, 'x');
     setCount(4);
-    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", "A", "A", "true"));
-    // 2 is missing, 3 has the wrong type, 4 is fine.
+    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", longName.c_str(), longName.c_str(), "true"));
     setRaw("Package64_3", REG_SZ, "not a record");
     setRaw("Package64_4", REG_MULTI_SZ, record(kClsid, "3", "D", "D", "false"));
+    const std::vector<std::wstring> expected{std::wstring(300, L'x'), L"D"};
     loadPackages();
-    EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"D"}));
-
+    EXPECT_EQ(displayNames(), expected);
     savePackages();
     loadPackages();
-    EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"D"}));
+    EXPECT_EQ(displayNames(), expected);
     // The count alone says what is valid; the old fourth value stays behind without effect.
-    EXPECT_TRUE(valueExists("Package64_4"));
-    HKEY key = openSettingsKey();
-    DWORD count = 0, size = sizeof count;
-    RegQueryValueExA(key, "NumPackages64", nullptr, nullptr, reinterpret_cast<BYTE*>(&count), &size);
-    RegCloseKey(key);
+    DWORD count = 0;
+    EXPECT_EQ(value("Package64_4"), ERROR_SUCCESS);
+    EXPECT_EQ(value("NumPackages64", &count), ERROR_SUCCESS);
     EXPECT_EQ(count, 2u);
+    // A name outside the code page comes back as its narrow form.
+    exportedPackages()[0]->displayName = L"Mix \u4e2d";
+    savePackages();
+    loadPackages();
+    EXPECT_EQ(exportedPackages()[0]->displayName, toWide(toNarrow(L"Mix \u4e2d")));
 }
 
 TEST_F(StoreTest, AHugeCountLoadsTheRecordsThatExistInNumberOrder)
@@ -164,62 +180,103 @@ TEST_F(StoreTest, AHugeCountLoadsTheRecordsThatExistInNumberOrder)
     setCount(9);
     loadPackages();
     EXPECT_EQ(displayNames(), (std::vector<std::wstring>{L"A", L"B"}));
+    // A count that is not a positive DWORD loads nothing.
+    for (bool wrongType : {true, false}) {
+        if (wrongType) setRaw("NumPackages64", REG_SZ, "1");
+        else setCount(static_cast<DWORD>(-1));
+        loadPackages();
+        EXPECT_TRUE(exportedPackages().empty());
+    }
 }
 
-TEST_F(StoreTest, ACountThatIsNotAPositiveDwordLoadsNothing)
+TEST_F(StoreTest, FirstUseCreatesTheKeyAndOptionsCountOnlyWhenValidAndAreNormalised)
 {
-    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", "A", "A", "true"));
-    setRaw("NumPackages64", REG_SZ, "1");
+    auto expectOptions = [](int autoLog, int prompt, const CLSID& unit) {
+        ServerOptions o;
+        loadOptions(o);
+        EXPECT_EQ(o.autoLogLocation, autoLog);
+        EXPECT_EQ(o.promptOpenLog, prompt);
+        EXPECT_TRUE(IsEqualCLSID(o.loggedUnitOperation, unit));
+    };
     loadPackages();
     EXPECT_TRUE(exportedPackages().empty());
-    setCount(static_cast<DWORD>(-1));
-    loadPackages();
-    EXPECT_TRUE(exportedPackages().empty());
-}
-
-TEST_F(StoreTest, LongRecordsGrowTheReadBufferAndShortOnesStillFit)
-{
-    std::string longName(300, 'x');
-    setCount(2);
-    setRaw("Package64_1", REG_MULTI_SZ, record(kClsid, "1", longName.c_str(), longName.c_str(), "true"));
-    setRaw("Package64_2", REG_MULTI_SZ, record(kClsid, "1", "short", "short", "true"));
-    loadPackages();
-    ASSERT_EQ(exportedPackages().size(), 2u);
-    EXPECT_EQ(exportedPackages()[0]->displayName, std::wstring(300, L'x'));
-    EXPECT_EQ(exportedPackages()[1]->displayName, L"short");
-}
-
-TEST_F(StoreTest, OptionsCountOnlyWhenValidAndAreNormalised)
-{
+    expectOptions(0, 1, GUID_NULL);
+    HKEY key = nullptr;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CURRENT_USER, kKey, 0, KEY_READ, &key), ERROR_SUCCESS);
+    RegCloseKey(key);
     setRaw("AutoLogLocation", REG_DWORD, std::string("\x07\0\0\0", 4));
     setRaw("PromptOpenLog", REG_SZ, "0");                       // wrong type: ignored
     setRaw("VESKERUnit64", REG_BINARY, std::string(15, '\x01'));  // wrong length: ignored
+    expectOptions(1, 1, GUID_NULL);
     ServerOptions options;
     loadOptions(options);
-    EXPECT_EQ(options.autoLogLocation, 1);
-    EXPECT_EQ(options.promptOpenLog, 1);
-    EXPECT_TRUE(IsEqualCLSID(options.loggedUnitOperation, GUID_NULL));
-
     options.promptOpenLog = 0;
     options.loggedUnitOperation = kClass;
     saveOptions(options);
-    ServerOptions reread;
-    loadOptions(reread);
-    EXPECT_EQ(reread.autoLogLocation, 1);
-    EXPECT_EQ(reread.promptOpenLog, 0);
-    EXPECT_TRUE(IsEqualCLSID(reread.loggedUnitOperation, kClass));
+    expectOptions(1, 0, kClass);
 }
 
-TEST_F(StoreTest, ANameOutsideTheCodePageComesBackAsItsNarrowForm)
+TEST_F(LogFileTest, TheOptionIsReadAgainForEveryLogAndAutomaticNamesAreNumberedWithinTheMinute)
 {
-    ExportedPackage p;
-    p.clsid = kClass;
-    p.kind = PropertyPackage11;
-    p.packageName = p.displayName = L"Mix \u4e2d";
-    exportedPackages().clear();
-    exportedPackages().push_back(std::make_unique<ExportedPackage>(p));
-    savePackages();
-    loadPackages();
-    ASSERT_EQ(exportedPackages().size(), 1u);
-    EXPECT_EQ(exportedPackages()[0]->displayName, toWide(toNarrow(L"Mix \u4e2d")));
+    options(0, 0);
+    char temp[MAX_PATH];
+    GetTempPathA(MAX_PATH, temp);
+    const std::string chosen = std::string(temp) + "chosen-log";
+    for (int answer : {IDCANCEL, IDOK}) {
+        DialogAnswerer dialog("Create log for Mix:", answer, 1, chosen);
+        std::string path;
+        EXPECT_EQ(chooseLogFile(&path, "Create log for Mix:"), answer == IDOK);
+        EXPECT_TRUE(dialog.wait());
+        if (answer == IDOK) { EXPECT_EQ(path, chosen + ".tlg"); }   // a chosen name gets its extension
+    }
+    options(1, 0);   // as the manager window of another process would
+    for (const char* name : {"", "(1)", "(2)"}) {
+        std::string path;
+        ASSERT_EQ(chooseLogFile(&path, "Create log for Mix:"), 1);
+        EXPECT_EQ(path, desktopLogs() + "\\log-14November2026-15h17" + name + ".tlg");
+        std::ofstream(path) << "x";
+    }
+}
+
+TEST_F(LogFileTest, AFileThatCannotBeOpenedIsReportedAndNoLogIsMade)
+{
+    options(1, 0);
+    // A file where the logs' folder should be: the folder cannot be made, the open fails.
+    std::ofstream(desktopLogs()) << "in the way";
+    DialogAnswerer error("Error:", IDOK);
+    CallLog* log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    EXPECT_EQ(log, nullptr);
+    ASSERT_TRUE(error.wait());
+    auto seen = error.seen();
+    ASSERT_EQ(seen.size(), 1u);
+    std::string path = desktopLogs() + "\\log-14November2026-15h17.tlg";
+    EXPECT_EQ(seen[0].text.rfind("Failed to open log file \"" + path + "\" for writing: ", 0), 0u) << seen[0].text;
+    EXPECT_NE(seen[0].text.find("\r\nLogging will not be enabled"), std::string::npos);
+    EXPECT_EQ(seen[0].buttons, std::vector<int>{IDOK});
+    EXPECT_EQ(seen[0].icon, MB_ICONERROR);
+}
+
+TEST_F(LogFileTest, ClosingAsksAsTheOptionWasReadWhenTheLogWasMade)
+{
+    options(1, 1);
+    installLogClosePrompt();
+    CallLog* log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    ASSERT_NE(log, nullptr);
+    std::string path = log->logPath();
+    options(1, 0);   // changed after the last read: does not count for this log
+    log->addRef();
+    DialogAnswerer no("Object terminated:", IDNO);
+    log->release();
+    ASSERT_TRUE(no.wait());
+    auto seen = no.seen();
+    EXPECT_EQ(seen[0].text, "Open log file \"" + path + "\"?");
+    EXPECT_EQ(seen[0].buttons, (std::vector<int>{IDYES, IDNO}));
+    EXPECT_EQ(seen[0].icon, MB_ICONQUESTION);
+    // With the prompt off when the log is made, nothing is asked.
+    log = createLogFile("Create log for Mix:", "Mix", "Test object");
+    ASSERT_NE(log, nullptr);
+    DialogAnswerer none("Object terminated:", IDNO);
+    log->addRef();
+    log->release();
+    EXPECT_FALSE(none.wait(300));
 }

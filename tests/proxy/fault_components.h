@@ -19,22 +19,15 @@ struct FaultComponent {
     explicit operator bool() const { return module != nullptr; }
 };
 
-// Directory of this executable, with a trailing backslash.
-inline std::string executableDirectory()
-{
-    char path[MAX_PATH];
-    const DWORD n = GetModuleFileNameA(nullptr, path, MAX_PATH);
-    std::string dir(path, n);
-    return dir.substr(0, dir.find_last_of("\\/") + 1);
-}
-
-// Loads one of tarv_msvc_faults.dll / tarv_gcc_faults.dll once per process; an empty component
-// (false) if it or one of its exports is missing.
+// Loads one of tarv_msvc_faults.dll / tarv_gcc_faults.dll from this executable's directory once per
+// process; an empty component (false) if it or one of its exports is missing.
 inline FaultComponent loadFaultComponent(const char* label, const char* dllName)
 {
     FaultComponent c;
     c.label = label;
-    HMODULE module = LoadLibraryA((executableDirectory() + dllName).c_str());
+    char path[MAX_PATH];
+    std::string dir(path, GetModuleFileNameA(nullptr, path, MAX_PATH));
+    HMODULE module = LoadLibraryA((dir.substr(0, dir.find_last_of("\\/") + 1) + dllName).c_str());
     if (!module) return c;
     bool complete = true;
 #define TARV_FAULT_RESOLVE(type, name)                                                \

@@ -9,7 +9,6 @@ TestProxy::TestProxy()
     isInput_ = 0;
     type_ = "Test Proxy";
 }
-
 void TestProxy::releaseInterfaces()
 {
     diagnostic_.reset();
@@ -48,11 +47,7 @@ ComPtr<IDispatch> createTestProxy(IUnknown* foreign, CallLog* log, ExposedObject
     return createProxy<TestProxy>(foreign, log, owner, readOnly, [](TestProxy&) {});
 }
 
-TestExposed::TestExposed()
-{
-    type_ = "Test Exposed";
-}
-
+TestExposed::TestExposed() { type_ = "Test Exposed"; }
 void TestExposed::releaseInterfaces()
 {
     collection_.reset();
@@ -72,11 +67,7 @@ HRESULT TestExposed::Count(LONG* count)
         [&](ICapeCollection* i) { return i->Count(count); }, OutLong{"itemsCount", count});
 }
 
-TestUnit::TestUnit()
-{
-    type_ = "Test Unit";
-}
-
+TestUnit::TestUnit() { type_ = "Test Unit"; }
 ComPtr<TestExposed> expose(IUnknown* foreign, CallLog* log, const char* name)
 {
     ComPtr<TestExposed> object(new TestExposed());
@@ -90,8 +81,9 @@ void installTestFactories()
     proxyFactories().simulationContext = [](IDispatch* foreign, CallLog* log, ExposedObjectBase* owner, int readOnly) {
         return createTestProxy(foreign, log, owner, readOnly);
     };
-    proxyFactories().parameterCollection = [](IDispatch* foreign, CallLog* log, ExposedObjectBase* owner, int,
-                                              int readOnly) { return createTestProxy(foreign, log, owner, readOnly); };
+    proxyFactories().parameterCollection = [](IDispatch* foreign, CallLog* log, ExposedObjectBase* owner, int, int readOnly) {
+        return createTestProxy(foreign, log, owner, readOnly);
+    };
 }
 
 } // namespace testproxy

@@ -1,7 +1,6 @@
 #pragma once
-// Proxies made for the framework's tests, one of each kind of the method template: an outward
-// proxy that exists only with a log (like a material), and an exposed root that exists with or
-// without one (like a package).
+// Proxies for the framework's tests: an outward proxy that exists only with a log (like a
+// material), an exposed root that exists with or without one (like a package), and a unit.
 #include "proxy/factory.h"
 #include "proxy/proxy_class.h"
 
@@ -30,8 +29,7 @@ ComPtr<IDispatch> createTestProxy(IUnknown* foreign, CallLog* log, tarv::Exposed
 class TestExposed : public tarv::ProxyClass<TestExposed, tarv::ExposedObjectBase, ICapeCollection, ICapeCollection> {
 public:
     TestExposed();
-    // The item comes back as a TestProxy child of this object.
-    HRESULT STDMETHODCALLTYPE Item(VARIANT id, IDispatch** item) override;
+    HRESULT STDMETHODCALLTYPE Item(VARIANT id, IDispatch** item) override;   // a TestProxy child
     HRESULT STDMETHODCALLTYPE Count(LONG* count) override;
     void releaseInterfaces() override;
 
@@ -39,8 +37,8 @@ private:
     ComPtr<ICapeCollection> collection_;
 };
 
-// An exposed object with the unit operation's variation of the interface policy: IPersistStream
-// refused with a note, and all its interfaces answered while it has no foreign object.
+// The unit operation's interface policy: IPersistStream refused with a note, and all its
+// interfaces answered while it has no foreign object.
 class TestUnit : public tarv::ProxyClass<TestUnit, tarv::ExposedObjectBase, ICapeCollection, ICapeCollection> {
 public:
     TestUnit();
@@ -51,11 +49,9 @@ protected:
     tarv::QueryPolicy queryPolicy() const override { return {true, true}; }
 };
 
-// An exposed object over `foreign` (whose reference it takes), logged when `log` is given, as the
-// server's resolution makes them.
+// An exposed object over `foreign` (whose reference it takes), logged when `log` is given.
 ComPtr<TestExposed> expose(IUnknown* foreign, CallLog* log, const char* name = "Exposed");
 
-// The test factories for what exposed objects wrap (simulation context, parameter collection).
-void installTestFactories();
+void installTestFactories();   // TestProxy for the simulation context and parameter collection
 
 } // namespace testproxy

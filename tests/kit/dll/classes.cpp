@@ -19,8 +19,7 @@ template <class Make>
 HRESULT createWith(Make make, REFIID iid, void** out)
 {
     try {
-        tarv::ComPtr<Object> obj = make();
-        return obj->QueryInterface(iid, out);
+        return make()->QueryInterface(iid, out);
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     }
@@ -36,28 +35,21 @@ HRESULT createKitObject(REFIID iid, void** out)
 }
 
 // The stand-alone packages are the first configuration, "Ideal Alkanes".
-const ideal::PackageConfiguration& standaloneConfiguration()
-{
-    return ideal::packageConfigurations().front();
-}
-
 HRESULT createPackageWithoutUtilities(REFIID iid, void** out)
 {
-    return ideal::createAndQuery<ideal::IdealPackage11>(iid, out, standaloneConfiguration(), false);
+    return ideal::createAndQuery<ideal::IdealPackage11>(iid, out, ideal::packageConfigurations().front(), false);
 }
 
-// The misbehaving containers: one behaviour each.
-struct ContainerVariant {
+// The misbehaving managers: one behaviour each.
+const struct {
     const wchar_t* name;
     ideal::ContainerBehaviour behaviour;
-};
-const ContainerVariant kContainers[] = {
+} kContainers[] = {
     {L"TARVKit Manager Failing Init", {true, ideal::kCapeFailedInitialisation, kFailingInitText, false}},
     {L"TARVKit Manager Without Utilities", {false, S_OK, L"", false}},
     {L"TARVKit Manager Returning Null", {true, S_OK, L"", true}},
     {L"TARVKit Manager Listing Nothing", {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Nothing}},
-    {L"TARVKit Manager Failing List",
-     {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Fails, kFailingListText}},
+    {L"TARVKit Manager Failing List", {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Fails, kFailingListText}},
 };
 
 template <size_t N>
@@ -72,47 +64,38 @@ HRESULT createReloadingManager(REFIID iid, void** out) { return createWith(&make
 constexpr wchar_t kVendor[] = L"http://tarv.invalid/kit";
 constexpr wchar_t kAbout[] = L"Test components of TARV64; not for production use";
 
+// A 1.1 component of the kit, registered under its display name.
+ClassRow component(const CLSID& clsid, const wchar_t* progId, const wchar_t* name, const GUID& category,
+                   HRESULT (*create)(REFIID, void**), const wchar_t* description)
+{
+    return {clsid, progId, name, L"Apartment", {CATID_CapeOpenComponent, category}, create,
+            {name, description, L"1.1", L"1.0", kVendor, kAbout}};
+}
+
 } // namespace
 
 const std::vector<ClassRow>& classTable()
 {
-    const GUID component = CATID_CapeOpenComponent;
     const GUID manager11 = CATID_CapePropertyPackageManager11;
     const GUID package11 = CATID_CapePropertyPackage11;
     static const std::vector<ClassRow> rows = withUnitRows({
         {CLSID_KitObject, kKitObjectProgId, L"TARV test kit object", L"Apartment", {}, &createKitObject, {}},
-        {CLSID_ManagerFailingInit, kManagerFailingInitProgId, L"TARVKit Manager Failing Init", L"Apartment",
-         {component, manager11}, &createManager<0>,
-         {L"TARVKit Manager Failing Init", L"Property package manager whose Initialize fails", L"1.1", L"1.0",
-          kVendor, kAbout}},
-        {CLSID_ManagerWithoutUtilities, kManagerWithoutUtilitiesProgId, L"TARVKit Manager Without Utilities",
-         L"Apartment", {component, manager11}, &createManager<1>,
-         {L"TARVKit Manager Without Utilities", L"Property package manager without ICapeUtilities", L"1.1", L"1.0",
-          kVendor, kAbout}},
-        {CLSID_ManagerReturningNull, kManagerReturningNullProgId, L"TARVKit Manager Returning Null", L"Apartment",
-         {component, manager11}, &createManager<2>,
-         {L"TARVKit Manager Returning Null", L"Property package manager that hands out null packages", L"1.1",
-          L"1.0", kVendor, kAbout}},
-        {CLSID_PackageWithoutUtilities, kPackageWithoutUtilitiesProgId, L"TARVKit Package Without Utilities",
-         L"Apartment", {component, package11}, &createPackageWithoutUtilities,
-         {L"TARVKit Package Without Utilities", L"Ideal-mixture property package without ICapeUtilities", L"1.1",
-          L"1.0", kVendor, kAbout}},
-        {CLSID_ManagerListingNothing, kManagerListingNothingProgId, L"TARVKit Manager Listing Nothing", L"Apartment",
-         {component, manager11}, &createManager<3>,
-         {L"TARVKit Manager Listing Nothing", L"Property package manager with no packages", L"1.1", L"1.0", kVendor,
-          kAbout}},
-        {CLSID_ManagerFailingList, kManagerFailingListProgId, L"TARVKit Manager Failing List", L"Apartment",
-         {component, manager11}, &createManager<4>,
-         {L"TARVKit Manager Failing List", L"Property package manager whose list fails", L"1.1", L"1.0", kVendor,
-          kAbout}},
-        {CLSID_LiarPackage, kLiarPackageProgId, L"TARVKit Liar Package", L"Apartment", {component, package11},
-         &createLiarPackage,
-         {L"TARVKit Liar Package", L"Property package whose results and callbacks break the rules", L"1.1", L"1.0",
-          kVendor, kAbout}},
-        {CLSID_ReloadingManager, kReloadingManagerProgId, L"TARVKit Reloading Manager", L"Apartment",
-         {component, manager11}, &createReloadingManager,
-         {L"TARVKit Reloading Manager", L"Property package manager that changes the exported list while starting",
-          L"1.1", L"1.0", kVendor, kAbout}},
+        component(CLSID_ManagerFailingInit, L"TARVKit.ManagerFailingInit", kContainers[0].name, manager11,
+                  &createManager<0>, L"Property package manager whose Initialize fails"),
+        component(CLSID_ManagerWithoutUtilities, L"TARVKit.ManagerWithoutUtilities", kContainers[1].name, manager11,
+                  &createManager<1>, L"Property package manager without ICapeUtilities"),
+        component(CLSID_ManagerReturningNull, L"TARVKit.ManagerReturningNull", kContainers[2].name, manager11,
+                  &createManager<2>, L"Property package manager that hands out null packages"),
+        component(CLSID_PackageWithoutUtilities, L"TARVKit.PackageWithoutUtilities", L"TARVKit Package Without Utilities",
+                  package11, &createPackageWithoutUtilities, L"Ideal-mixture property package without ICapeUtilities"),
+        component(CLSID_ManagerListingNothing, L"TARVKit.ManagerListingNothing", kContainers[3].name, manager11,
+                  &createManager<3>, L"Property package manager with no packages"),
+        component(CLSID_ManagerFailingList, L"TARVKit.ManagerFailingList", kContainers[4].name, manager11,
+                  &createManager<4>, L"Property package manager whose list fails"),
+        component(CLSID_LiarPackage, L"TARVKit.LiarPackage", L"TARVKit Liar Package", package11, &createLiarPackage,
+                  L"Property package whose results and callbacks break the rules"),
+        component(CLSID_ReloadingManager, L"TARVKit.ReloadingManager", L"TARVKit Reloading Manager", manager11,
+                  &createReloadingManager, L"Property package manager that changes the exported list while starting"),
     });
     return rows;
 }

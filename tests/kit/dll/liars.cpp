@@ -1,7 +1,5 @@
-// Components that lie, for the server's tests of faults while logging: a 1.1 package whose results
-// and whose calls back to the simulator's material break the rules in the ways real components
-// do, and a package manager whose Initialize changes the server's list of exported packages
-// under the server's feet.
+// Components that lie, for the server's tests of faults while logging (a package whose results and
+// callbacks break the rules) and of the exported list changing under the server's feet.
 #include "kit/classes.h"
 #include "ideal/component.h"
 #include "kit/kit.h"
@@ -11,7 +9,6 @@
 
 #include <cstdio>
 #include <memory>
-#include <string>
 
 namespace kit {
 
@@ -32,7 +29,6 @@ char* guardedPages()
     return pages;
 }
 
-// The server's lock count, read from inside the server.
 LONG serverLocks()
 {
     const ULONG n = CoAddRefServerProcess();
@@ -42,7 +38,6 @@ LONG serverLocks()
 
 bool is(BSTR text, const wchar_t* lie) { return text && std::wstring(text) == lie; }
 
-// GetPhaseInfo: the phase label names the lie in the result.
 HRESULT resultLie(BSTR lie, VARIANT* value)
 {
     VariantClear(value);
@@ -56,9 +51,7 @@ HRESULT resultLie(BSTR lie, VARIANT* value)
     } else if (is(lie, kLieFloatsAsDoubles)) {
         SAFEARRAY* a = SafeArrayCreateVector(VT_R4, 0, 3);
         auto* f = static_cast<float*>(a->pvData);
-        f[0] = 1.0f;
-        f[1] = 2.0f;
-        f[2] = 3.0f;
+        f[0] = 1.0f, f[1] = 2.0f, f[2] = 3.0f;
         value->vt = VT_ARRAY | VT_R8;
         value->parray = a;
     } else if (is(lie, kLieWideElements)) {
@@ -84,8 +77,6 @@ HRESULT resultLie(BSTR lie, VARIANT* value)
     return S_OK;
 }
 
-// CalcSinglePhaseProp: the phase label names the lie in an argument of a call back to the
-// material; the package's result is that call's.
 HRESULT callbackLie(IDispatch* material, BSTR lie)
 {
     ComPtr<ICapeThermoMaterial> m;
@@ -131,10 +122,6 @@ HRESULT callbackLie(IDispatch* material, BSTR lie)
     return m->SetSinglePhaseProp(property.get(), phase.get(), basis.get(), values.get());
 }
 
-struct LiarState {
-    ComPtr<IDispatch> material;
-};
-
 // Moves every record of the store one place down and puts a new one in front, as another
 // instance of the server saving its list would.
 void prependRecord(const wchar_t* clsid, const char* name)
@@ -168,12 +155,12 @@ tarv::ComPtr<Object> makeLiarPackage()
 {
     auto liar = Object::create<ICapeThermoPhases, ICapeThermoPropertyRoutine, ICapeThermoMaterialContext,
                                ICapeIdentification, ICapeUtilities>(L"Liar");
-    auto state = std::make_shared<LiarState>();
-    liar->on(&ICapeThermoMaterialContext::SetMaterial, [state](IDispatch* m) { state->material = ComPtr<IDispatch>(m); });
-    liar->on(&ICapeThermoMaterialContext::UnsetMaterial, [state] { state->material.reset(); });
-    liar->on(&ICapeThermoPhases::GetPhaseInfo, [](BSTR lie, BSTR, VARIANT* value) { return resultLie(lie, value); });
-    liar->on(&ICapeThermoPropertyRoutine::CalcSinglePhaseProp,
-             [state](VARIANT, BSTR lie) { return callbackLie(state->material.get(), lie); });
+    auto material = std::make_shared<ComPtr<IDispatch>>();
+    liar->on(&ICapeThermoMaterialContext::SetMaterial, [material](IDispatch* m) { *material = ComPtr<IDispatch>(m); })
+        .on(&ICapeThermoMaterialContext::UnsetMaterial, [material] { material->reset(); })
+        .on(&ICapeThermoPhases::GetPhaseInfo, [](BSTR lie, BSTR, VARIANT* value) { return resultLie(lie, value); })
+        .on(&ICapeThermoPropertyRoutine::CalcSinglePhaseProp,
+            [material](VARIANT, BSTR lie) { return callbackLie(material->get(), lie); });
     return liar;
 }
 

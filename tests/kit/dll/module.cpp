@@ -4,16 +4,11 @@
 #include "kit/classes.h"
 #include "kit/kit.h"
 
-namespace {
-HMODULE gModule = nullptr;
-}
+static HMODULE gModule = nullptr;
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
 {
-    if (reason == DLL_PROCESS_ATTACH) {
-        gModule = instance;
-        DisableThreadLibraryCalls(instance);
-    }
+    if (reason == DLL_PROCESS_ATTACH) gModule = instance;
     return TRUE;
 }
 

@@ -1,7 +1,6 @@
 #pragma once
-// The fault menu shared by the test components that misbehave on purpose: one built with the
-// MSVC ABI (clang, Wine's vcruntime140) and one built with g++ and its own static runtime. Both
-// export the same plain C functions, so a test can run one table against either.
+// The fault menu of the test components that misbehave on purpose, built with the MSVC ABI and with
+// g++: both export the same plain C functions, so a test can run one table against either.
 
 #ifdef __cplusplus
 extern "C" {
@@ -15,10 +14,8 @@ enum FaultKind {
     FaultThrowText,              // throws the string literal FAULT_TEXT
     FaultThrowInt,               // throws an int
     FaultThrowClass,             // throws an object of a class type
-    FaultCatchInside,            // throws and catches its own exception (a sentinel dies on the
-                                 // way), then returns normally
-    FaultStructuredInside,       // takes an access violation that its own structured handler
-                                 // absorbs, then returns normally
+    FaultCatchInside,            // throws and catches its own exception past a sentinel, returns
+    FaultStructuredInside,       // absorbs an access violation in its own structured handler
     FaultThrowPastSentinel,      // throws an int past a live sentinel, whose destructor must run
     FaultViolationPastSentinel,  // access violation below a live sentinel
     FaultKindCount
@@ -28,26 +25,13 @@ enum FaultKind {
 // What fault_run writes to its out-argument when it returns normally.
 #define FAULT_RESULT 4711
 
-// Runs one fault. Writes *out and returns 0 only when it comes back normally; a fault leaves *out
-// as it was.
-typedef int (*FaultRunFn)(int kind, int* out);
-// Destructors of sentinel objects run so far in this component.
-typedef long (*FaultSentinelCountFn)(void);
-// Does nothing worth mentioning: the cheapest foreign call, for timing.
-typedef int (*FaultNopFn)(int x);
-// A COM-shaped object with the vtable of the dual interface ICapeIdentification. get_ComponentName
-// runs fault_run(mode) first and hands out its name only if that came back; the other methods
-// behave. Reference count 1 on return.
-typedef long (*FaultCreateIdentificationFn)(int mode, void** object);
-// Changes the mode of an object made by fault_create_identification.
-typedef void (*FaultSetIdentificationModeFn)(void* object, int mode);
-
+typedef int (*FaultRunFn)(int kind, int* out);     // writes *out and returns 0 only if it comes back
+typedef long (*FaultSentinelCountFn)(void);        // sentinel destructors run so far
+typedef int (*FaultNopFn)(int x);                  // the cheapest foreign call, for timing
 #define FAULT_EXPORTS(X)                                          \
     X(FaultRunFn, fault_run)                                      \
     X(FaultSentinelCountFn, fault_sentinel_count)                 \
-    X(FaultNopFn, fault_nop)                                      \
-    X(FaultCreateIdentificationFn, fault_create_identification)   \
-    X(FaultSetIdentificationModeFn, fault_set_identification_mode)
+    X(FaultNopFn, fault_nop)
 
 #ifdef __cplusplus
 }
