@@ -45,6 +45,7 @@ struct ProxyCall {
     HRESULT result = S_OK;
     const CallLog::Mark* mark = nullptr;        // where the record opened; null when not logged
     std::optional<HRESULT> recorded{};          // the status the record closes with, if not `result`
+    bool handedOver = false;                    // the foreign call succeeded: its out-arguments are the caller's
 };
 
 // A call of a foreign method (or of anything that runs foreign code) inside a proxied method,
@@ -122,6 +123,7 @@ void forwardCall(ProxyCall& c, ComPtr<Interface>& cached, Forward& forward, Step
     (detail::prepare(steps, c), ...);
     Interface* target = cached.get();
     c.result = callForeign(c, [&]() -> HRESULT { return forward(target); });
+    c.handedOver = SUCCEEDED(c.result);
     (detail::afterForward(steps, c), ...);
 }
 
@@ -273,6 +275,29 @@ struct AfterFetch {
 
 // --- Steps: out-arguments (logged with direction "out", after success) ---------------------------
 
+// What a successful foreign call put in an out-argument, taken back after a fault later in the
+// call: the caller's location is emptied first, then the value is freed under a barrier of its
+// own, since freeing touches what the component handed over (which may be what faulted).
+template <class T>
+void discardOut(ProxyCall& c, T* value)
+{
+    if constexpr (std::is_same_v<T, VARIANT> || std::is_same_v<T, BSTR> || std::is_same_v<T, IDispatch*>) {
+        if (!c.handedOver) return;
+        T taken = *value;
+        BarrierFault ignored;
+        if constexpr (std::is_same_v<T, VARIANT>) {
+            VariantInit(value);
+            guardedCall([&]() -> HRESULT { return VariantClear(&taken); }, ignored);
+        } else if constexpr (std::is_same_v<T, BSTR>) {
+            *value = nullptr;
+            SysFreeString(taken);
+        } else {
+            *value = nullptr;
+            if (taken) guardedCall([&]() -> HRESULT { taken->Release(); return S_OK; }, ignored);
+        }
+    }
+}
+
 // An out-argument logged by one of the log's argument operations, read where the foreign object
 // wrote it.
 template <class T, void (CallLog::*Log)(const char*, int, T)>
@@ -280,6 +305,7 @@ struct OutArg {
     const char* name;
     T* value;
     void after(ProxyCall& c) const { (c.log->*Log)(name, 0, *value); }
+    void onFault(ProxyCall& c) const { discardOut(c, value); }
 };
 
 using OutString = OutArg<BSTR, &CallLog::argString>;
@@ -301,6 +327,7 @@ struct OutVariant {
     VARTYPE expected = CallLog::anyType;
     int emptyAllowed = 0;
     void after(ProxyCall& c) const { c.log->argVariant(name, 0, *value, expected, emptyAllowed); }
+    void onFault(ProxyCall& c) const { discardOut(c, value); }
 };
 
 // An interface result, shown with the name of its object.
@@ -308,6 +335,7 @@ struct OutInterface {
     const char* name;
     IDispatch** value;
     void after(ProxyCall& c) const { c.log->argInterface(name, 0, *value); }
+    void onFault(ProxyCall& c) const { discardOut(c, value); }
 };
 
 } // namespace tarv
