@@ -2,7 +2,6 @@
 // Expected log texts kept as data in tests/data/<file>: sections that open with a line "=== name"
 // and run to the next such line, LF line ends.
 #include <gtest/gtest.h>
-
 #include <fstream>
 #include <string>
 

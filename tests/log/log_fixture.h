@@ -3,9 +3,7 @@
 // ends CR LF, as the log writes them). The opening records use testsupport::fixedTime.
 #include "log/call_log.h"
 #include "support/log_capture.h"
-
 #include <gtest/gtest.h>
-
 #include <functional>
 #include <string>
 #include <string_view>

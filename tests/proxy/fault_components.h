@@ -1,10 +1,7 @@
 #pragma once
-// Access to the test components that fault on purpose (tests/kit), loaded from the directory of
-// the running executable.
+// The test components that fault on purpose (tests/kit), loaded from the running executable's directory.
 #include <windows.h>
-
 #include <string>
-
 #include "kit/msvc/fault_menu.h"
 
 namespace tarv::test {
@@ -15,7 +12,6 @@ struct FaultComponent {
 #define TARV_FAULT_MEMBER(type, name) type name = nullptr;
     FAULT_EXPORTS(TARV_FAULT_MEMBER)
 #undef TARV_FAULT_MEMBER
-
     explicit operator bool() const { return module != nullptr; }
 };
 
@@ -39,16 +35,7 @@ inline FaultComponent loadFaultComponent(const char* label, const char* dllName)
     return c;
 }
 
-inline const FaultComponent& msvcFaults()
-{
-    static const FaultComponent c = loadFaultComponent("MSVC-ABI", "tarv_msvc_faults.dll");
-    return c;
-}
-
-inline const FaultComponent& gccFaults()
-{
-    static const FaultComponent c = loadFaultComponent("g++", "tarv_gcc_faults.dll");
-    return c;
-}
+inline const FaultComponent& msvcFaults() { static const FaultComponent c = loadFaultComponent("MSVC-ABI", "tarv_msvc_faults.dll"); return c; }
+inline const FaultComponent& gccFaults() { static const FaultComponent c = loadFaultComponent("g++", "tarv_gcc_faults.dll"); return c; }
 
 } // namespace tarv::test

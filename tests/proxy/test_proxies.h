@@ -18,7 +18,6 @@ public:
     HRESULT STDMETHODCALLTYPE get_NamedValueList(VARIANT* names) override;
     HRESULT STDMETHODCALLTYPE get_NamedValue(BSTR name, VARIANT* value) override;
     void releaseInterfaces() override;
-
 private:
     ComPtr<ICapeDiagnostic> diagnostic_;
     ComPtr<ICapeCOSEUtilities> cose_;
@@ -32,7 +31,6 @@ public:
     HRESULT STDMETHODCALLTYPE Item(VARIANT id, IDispatch** item) override;   // a TestProxy child
     HRESULT STDMETHODCALLTYPE Count(LONG* count) override;
     void releaseInterfaces() override;
-
 private:
     ComPtr<ICapeCollection> collection_;
 };
@@ -44,7 +42,6 @@ public:
     TestUnit();
     HRESULT STDMETHODCALLTYPE Item(VARIANT, IDispatch**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Count(LONG*) override { return E_NOTIMPL; }
-
 protected:
     tarv::QueryPolicy queryPolicy() const override { return {true, true}; }
 };
