@@ -1,5 +1,4 @@
-// The test prefix's registry: tarvkit.dll's class created in-process by CLSID and by ProgID, and
-// TARVLib64 holding none of CAPE-OPEN's interfaces, whose keys belong to the published library.
+// The test prefix's registry: the kit class by CLSID and ProgID; TARVLib64 holds no CAPE-OPEN interface.
 #include "com/bstr.h"
 #include "com/com_ptr.h"
 #include "kit/classes.h"

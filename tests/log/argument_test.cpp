@@ -247,8 +247,7 @@ TEST(NumberFormat, DoublesPointersAndIntegersAsMsvcrtPrintsThem)
         std::numeric_limits<double>::denorm_min(), fromBits(0x000FFFFFFFFFFFFFull), fromBits(0x0000000000001234ull), 1e-310,
         -4.2e-320, inf, 0.0009765625, 1234567.5, 2345675.0, 3.5e15,
         1.0000005e6, 4503599627370497.0};
-    // Random bit patterns, and seven-digit decimals (half of them ties at the sixth digit) with
-    // their neighbours one unit in the last place away, which must round by their exact value.
+    // Random bit patterns, and seven-digit decimals (half ties at the sixth digit) with their neighbours an ulp away.
     std::mt19937_64 random(20261114);
     for (int i = 0; i < 200000; ++i) values.push_back(fromBits(random()));
     std::uniform_int_distribution<int> digits(1000000, 9999999), exponent(-16, 26);

@@ -139,8 +139,7 @@ TEST_F(StoreTest, BadRecordsAreDroppedAndTheNextSaveRenumbersTheRest)
 
 TEST_F(StoreTest, AHugeCountLoadsTheRecordsThatExistInNumberOrder)
 {
-    // A corrupt count does not make the load ask for two billion values: the records found are
-    // the ones a walk from 1 would find, in the same order; the rest of the key is left alone.
+    // A corrupt count is not walked: the records found are those a walk from 1 would find, in order.
     setCount(0x7FFFFFFF);
     setRaw("Package64_10", REG_MULTI_SZ, record(kClsid, "1", "J", "J", "true"));
     setRaw("package64_2", REG_MULTI_SZ, record(kClsid, "1", "B", "B", "true"));

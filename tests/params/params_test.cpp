@@ -111,8 +111,7 @@ TEST(Dispatch, EveryMethodLogsTheSameWhetherCalledThroughItsVtableOrByName)
          },
          renamed, empty},
     });
-    // The collection 2, the parameter 8, the six spec interfaces 20; for both reaction classes the
-    // chemistry 12, the routine 1, the thermo contexts 3, and the reaction contexts or properties 2.
+    // Collection, parameter, six spec interfaces; each reaction class: chemistry, routine, thermo and reaction contexts or properties.
     EXPECT_EQ(testsupport::checkEveryMethodBothWays(classes), 2 + 8 + 20 + 2 * (12 + 1 + 3 + 2));
 }
 
@@ -139,8 +138,7 @@ TEST(ParameterCollection, EachItemComesBackAsANewProxyLoggedAsReceived)
         // The interface policy would refuse ICapeCollection here; IDispatch is its face all the same.
         auto odd = tarv::createParameterCollectionProxy(notACollection->ptr<ICapeIdentification>(), capture.log(), package.exposed.exposed, 1, 0);
         EXPECT_EQ(static_cast<ICapeCollection*>(odd.get())->Count(&untouchedCount), E_NOINTERFACE);
-        // Two proxies over the one parameter, each a child of the package; a null item stays null and
-        // a failure leaves the caller's location alone.
+        // Two proxies over the one parameter, each a child; a null item stays null, a failure leaves the location alone.
         ASSERT_TRUE(first && second);
         EXPECT_NE(first.get(), second.get());
         EXPECT_EQ(testsupport::originalOf(first.get()), static_cast<IUnknown*>(parameter->ptr<ICapeParameter>()));
@@ -214,8 +212,7 @@ TEST(ParameterSpec, AMissingInterfaceRefusesItsMethodsAloneAndTheBoundariesAreTh
         EXPECT_EQ(boundaries->get_UpperBound(&upper), S_OK);
         EXPECT_EQ(optionSpec->get_RestrictedToList(&restricted), E_NOINTERFACE);
         EXPECT_EQ(std::tuple(type, lower, upper), std::tuple(CAPE_REAL, 200.0, 600.0));
-        // Each foreign interface is asked for when first used, and a found one only once; the
-        // boundaries never reach the foreign object's error interface.
+        // Each foreign interface is asked for when first used, a found one once; the boundaries never reach ECapeBoundaries.
         const auto& queries = spec->queries();
         EXPECT_EQ(std::count(queries.begin(), queries.end(), IID_ICapeRealParameterSpec), 1);
         EXPECT_EQ(std::count(queries.begin(), queries.end(), IID_ICapeParameterSpec), 1);
@@ -347,8 +344,7 @@ TEST(ReactionProxies, EachElectrolyteQueryMakesATearOffThatSharesThePackagesInte
                                        "<func name=\"ICapeElectrolyteReactionContext::SetReactionObject\" direc=\"in\" object=\"Package\">"), 2u);
 }
 
-// A reaction object lacking one of its interfaces answers the other; its parameter collections
-// come wrapped, and the calls on them are the component's, so they go out.
+// A reaction object lacking one interface answers the other; its parameter collections come wrapped, their calls going out.
 TEST(ReactionProxies, AReactionObjectAnswersWhatItHasAndItsParametersComeWrapped)
 {
     auto chemistryOnly = Object::create<ICapeReactionChemistry, ICapeIdentification>(L"Chemistry only");

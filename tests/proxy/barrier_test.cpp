@@ -43,8 +43,7 @@ const ComponentCase componentCases[] = {
     {"caught inside", FaultCatchInside, Kind::None, 0, "", 1},
     {"structured handler inside", FaultStructuredInside, Kind::None, 0, "", 0},
     {"thrown past a sentinel", FaultThrowPastSentinel, Kind::Other, 0, otherRecord, 1},
-    // Unwinding frames that hold objects, for a hardware fault. Whether their destructors run is
-    // the component runtime's choice: g++ runs none, Wine's vcruntime140 none for /EHs frames.
+    // Whether a hardware fault runs the frames' destructors is the component runtime's choice, so it is not checked.
     {"access violation below a sentinel", FaultViolationPastSentinel, Kind::Structured, 0xC0000005u, accessViolation, -1},
 };
 
@@ -60,8 +59,7 @@ protected:
     const FaultComponent* component = &GetParam().get();
 };
 
-// Both rounds run on a thread of their own: a stack overflow must be caught twice on a thread that
-// is not the main one. An unprepared thread dies quietly on overflow, so count what it got through.
+// A stack overflow caught twice on a thread not the main one, which dies quietly if unprepared: count the rounds.
 TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
 {
     int rounds = 0;
@@ -149,8 +147,7 @@ TEST(Barrier, AThrownTextIsReadOnlyAsFarAsMemoryIsReadableAndUndoRunsOnEveryFaul
     EXPECT_EQ(undone, 2);
 }
 
-// Hand-made records of exceptions of the MSVC runtime, pointing into this executable's image, test
-// how far the barrier trusts them to recover a thrown text.
+// Hand-made MSVC exception records, pointing into this image: how far the barrier trusts them for a thrown text.
 struct FakeThrow {
     struct { const void* vtable; void* spare; char name[16]; } descriptor;
     struct { std::uint32_t properties; std::int32_t type, displacement[3], size, copy; } catchable;

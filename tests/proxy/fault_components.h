@@ -15,8 +15,7 @@ struct FaultComponent {
     explicit operator bool() const { return module != nullptr; }
 };
 
-// Loads one of tarv_msvc_faults.dll / tarv_gcc_faults.dll from this executable's directory once per
-// process; an empty component (false) if it or one of its exports is missing.
+// An empty component (false) if the DLL or one of its exports is missing.
 inline FaultComponent loadFaultComponent(const char* label, const char* dllName)
 {
     FaultComponent c;

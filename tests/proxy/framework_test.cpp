@@ -280,8 +280,7 @@ TEST(ExposedObject, AChildThatDiesInTheFirstPassLetsTheNextOneBeReported)
         auto exposed = testproxy::expose(package.get(), capture.log(), "Package");
         exposed->put_simulationContext(first->ptr<ICapeDiagnostic>());
         exposed->put_simulationContext(second->ptr<ICapeDiagnostic>());
-        // The first proxy's only holder becomes its own foreign object: releasing that object in
-        // the first pass destroys the proxy, which leaves the list.
+        // The first proxy's only holder is its own foreign object: the first pass destroys it, and it leaves the list.
         first->on(&ICapeDiagnostic::PopUpMessage, [keep = held[0]](BSTR) {});
         held.erase(held.begin());
         first.reset();
@@ -341,8 +340,7 @@ TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingB
     EXPECT_FALSE(unit.query<ECapeUser>() || unit.query<IPersistStream>() || real->wasQueried(IID_IPersistStream));
 }
 
-// Lies that fault while the proxy reads them for the log: each ends as the barrier's record inside the
-// call's own func, every lock and proxy of the call given back, the next record where it belongs.
+// Lies that fault while logged end as the barrier's record in the call's func, with every lock and proxy given back.
 TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
 {
     testproxy::installTestFactories();
@@ -365,8 +363,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
     auto crashing = Object::create<ICapeCollection, ICapeIdentification>(L"Crashing");
     crashing->fault(&ICapeIdentification::get_ComponentName, kit::Fault::AccessViolation);
     SAFEARRAY* lyingBounds = nullptr;   // claims 1000 doubles; its data ends where a no-access page starts
-    // A proxied get_NamedValue whose foreign answer is written by `lie`; what the caller gets back is
-    // cleared unless it is the array with the lying bounds, whose data is not its own.
+    // A proxied get_NamedValue answered by `lie`; the result is cleared unless it is the lying array, whose data is not its own.
     auto namedValue = [&](LogCapture& capture, const wchar_t* name, std::function<void(VARIANT*)> lie) {
         auto foreign = Object::create<ICapeCOSEUtilities, ICapeIdentification>();
         foreign->on(&ICapeCOSEUtilities::get_NamedValue, [lie](BSTR, VARIANT* v) { lie(v); });

@@ -1,6 +1,5 @@
 #pragma once
-// Proxies for the framework's tests: an outward proxy that exists only with a log (like a
-// material), an exposed root that exists with or without one (like a package), and a unit.
+// An outward proxy that exists only with a log, an exposed root with or without one, and a unit.
 #include "proxy/factory.h"
 #include "proxy/proxy_class.h"
 
@@ -35,8 +34,7 @@ private:
     ComPtr<ICapeCollection> collection_;
 };
 
-// The unit operation's interface policy: IPersistStream refused with a note, and all its
-// interfaces answered while it has no foreign object.
+// The unit's interface policy: IPersistStream refused with a note, all interfaces answered before its object.
 class TestUnit : public tarv::ProxyClass<TestUnit, tarv::ExposedObjectBase, ICapeCollection, ICapeCollection> {
 public:
     TestUnit();

@@ -190,8 +190,7 @@ TEST(MaterialObject, CalcAndGetLnPhiLogsTheResultsItsFlagsAskForAndForwardsTheFl
     EXPECT_EQ(all, testsupport::expectedText("thermo/ln_phi.log"));
 }
 
-// A read-only setter's complaint and an empty label's error come before every argument; SetProp's
-// `values` is shown as going out; a deprecated method is reported at every call, and every call goes on.
+// Read-only and empty-label errors come before every argument; a deprecated method is reported at every call; all go on.
 TEST(MaterialObject, ReadOnlySettersAndDeprecatedMethodsAreReportedAndStillForwarded)
 {
     LogCapture capture;
@@ -217,49 +216,39 @@ TEST(MaterialObject, ReadOnlySettersAndDeprecatedMethodsAreReportedAndStillForwa
 namespace {
 IDispatch* const kUntouched = reinterpret_cast<IDispatch*>(0x5A5A5A5A);
 
-// Scripts a kit method whose last argument is an interface result: it writes `value` (with a
-// reference for the receiver) and returns `hr`.
-template <class I, class... A>
-void answer(Object& kit, HRESULT (STDMETHODCALLTYPE I::*method)(A...), IDispatch* value, HRESULT hr)
-{
-    kit.on(method, [value, hr](A... a) {
-        IDispatch** out = std::get<sizeof...(A) - 1>(std::forward_as_tuple(a...));
-        if (value) value->AddRef();
-        *out = value;
-        return hr;
-    });
-}
-
-// One method that hands back an interface, and what its caller's location holds after a failure.
+// One method that hands back an interface in its last argument, scripted on the kit to write `value` there
+// (with a reference) and return `hr`; and what its caller's location holds after a failure.
 struct Making {
     const char* outName;
     std::function<void(Object& kit, IDispatch* value, HRESULT hr)> script;
     std::function<HRESULT(IDispatch* maker, IDispatch** out)> call;
-    enum { Null, Untouched, AsTheForeignCallLeftIt } afterFailure;
+    enum After { Null, Untouched, AsTheForeignCallLeftIt } afterFailure;
 };
 
-template <class I> ComPtr<I> as(IDispatch* d) { return ComPtr<IDispatch>(d).query<I>(); }
+template <class I, class... A>
+Making making(const char* outName, HRESULT (STDMETHODCALLTYPE I::*method)(A...), Making::After afterFailure)
+{
+    auto script = [method](Object& kit, IDispatch* value, HRESULT hr) {
+        kit.on(method, [value, hr](A... a) {
+            IDispatch** out = std::get<sizeof...(A) - 1>(std::forward_as_tuple(a...));
+            if (value) value->AddRef();
+            *out = value;
+            return hr;
+        });
+    };
+    auto call = [method](IDispatch* maker, IDispatch** out) {
+        ComPtr<I> i = ComPtr<IDispatch>(maker).query<I>();
+        if constexpr (sizeof...(A) == 2) return (i.get()->*method)(Bstr(L"Water").get(), out);   // a template's name first
+        else return (i.get()->*method)(out);
+    };
+    return {outName, script, call, afterFailure};
+}
 
-const Making kCreateMaterial{"materialObject",
-    [](Object& k, IDispatch* v, HRESULT hr) { answer(k, &ICapeThermoMaterial::CreateMaterial, v, hr); },
-    [](IDispatch* m, IDispatch** out) { return as<ICapeThermoMaterial>(m)->CreateMaterial(out); }, Making::Null};
-const Making kCreateMaterialObject{"materialObject",
-    [](Object& k, IDispatch* v, HRESULT hr) { answer(k, &ICapeThermoMaterialObject::CreateMaterialObject, v, hr); },
-    [](IDispatch* m, IDispatch** out) { return as<ICapeThermoMaterialObject>(m)->CreateMaterialObject(out); },
-    Making::Null};
-const Making kDuplicate{"clone",
-    [](Object& k, IDispatch* v, HRESULT hr) { answer(k, &ICapeThermoMaterialObject::Duplicate, v, hr); },
-    [](IDispatch* m, IDispatch** out) { return as<ICapeThermoMaterialObject>(m)->Duplicate(out); }, Making::Null};
-const Making kTemplateMaterial{"materialObject",
-    [](Object& k, IDispatch* v, HRESULT hr) { answer(k, &ICapeThermoMaterialTemplate::CreateMaterialObject, v, hr); },
-    [](IDispatch* t, IDispatch** out) { return as<ICapeThermoMaterialTemplate>(t)->CreateMaterialObject(out); },
-    Making::Untouched};
-const Making kCreateTemplate{"MaterialTemplate",
-    [](Object& k, IDispatch* v, HRESULT hr) { answer(k, &ICapeMaterialTemplateSystem::CreateMaterialTemplate, v, hr); },
-    [](IDispatch* c, IDispatch** out) {
-        return as<ICapeMaterialTemplateSystem>(c)->CreateMaterialTemplate(tarv::Bstr(L"Water").get(), out);
-    },
-    Making::AsTheForeignCallLeftIt};
+const Making kCreateMaterial = making("materialObject", &ICapeThermoMaterial::CreateMaterial, Making::Null);
+const Making kCreateMaterialObject = making("materialObject", &ICapeThermoMaterialObject::CreateMaterialObject, Making::Null);
+const Making kDuplicate = making("clone", &ICapeThermoMaterialObject::Duplicate, Making::Null);
+const Making kTemplateMaterial = making("materialObject", &ICapeThermoMaterialTemplate::CreateMaterialObject, Making::Untouched);
+const Making kCreateTemplate = making("MaterialTemplate", &ICapeMaterialTemplateSystem::CreateMaterialTemplate, Making::AsTheForeignCallLeftIt);
 
 enum class Maker { Material, Template, Context };
 enum class Owner { None, Package10, Package11 };
@@ -268,8 +257,7 @@ struct WrapRow {   // productVersion: materials only
     const char* what; const Making& making; Maker maker; int makerVersion, makerReadOnly; Owner owner; int productVersion, productReadOnly;
 };
 
-// A read-only maker makes writable materials; a template's material follows its tree's generation
-// and leaves the template's read-only flag behind; a context's template takes the context's flag.
+// A read-only maker makes writable materials; a template's material takes its tree's generation, a context's template its flag.
 const WrapRow kWrapRows[] = {
     {"CreateMaterial, read-only 1.1 material", kCreateMaterial, Maker::Material, 1, 1, Owner::Package11, 1, 0},
     {"CreateMaterial under a 1.0 package", kCreateMaterial, Maker::Material, -1, 0, Owner::Package10, 1, 0},

@@ -52,7 +52,6 @@ TEST(Dispatch, EveryUnitMethodLogsTheSameWhetherCalledThroughItsVtableOrByName)
              return tarv::createUnitPortProxy(ComPtr<IUnknown>(f).query<IDispatch>().get(), log, nullptr, 0);
          }},
     };
-    // The unit: ICapeUnit 4, ICapeUnitReport 4, the two reaction contexts 1 each, ICapeUtilities 5.
-    // The collection 2; the port its collection's 2 and ICapeUnitPort's 5.
+    // Unit: ICapeUnit, ICapeUnitReport, two reaction contexts, ICapeUtilities; the collection; the port's two interfaces.
     EXPECT_EQ(testsupport::checkEveryMethodBothWays(classes), 4 + 4 + 2 + 5 + 2 + 2 + 5);
 }
