@@ -1,13 +1,10 @@
-// Compares this project's CAPE-OPEN type library with the published one, slot by slot, for every
-// interface that both contain: IIDs, type flags, vtable offsets, DISPIDs, invoke kinds, parameter
-// types and flags, names.
+// This project's CAPE-OPEN type library against the published one, slot by slot, for every interface both hold.
 #include "com/bstr.h"
 #include "com/com_ptr.h"
-
 #include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
+#include <tuple>
 #include <vector>
 
 using tarv::Bstr;
@@ -57,11 +54,9 @@ std::vector<std::string> describeInterface(ITypeInfo* ti, int ptrSize)
     std::vector<std::string> out;
     TYPEATTR* ta = nullptr;
     ti->GetTypeAttr(&ta);
-    out.push_back("interface " + typeName(ti) + " " + guidText(ta->guid) + " kind " + std::to_string(ta->typekind) +
-                  " flags " + std::to_string(ta->wTypeFlags) + " funcs " + std::to_string(ta->cFuncs) +
-                  " impl " + std::to_string(ta->cImplTypes));
-    if (ta->typekind == TKIND_INTERFACE)
-        out.back() += " vtable slots " + std::to_string(ta->cbSizeVft / ptrSize);
+    out.push_back("interface " + typeName(ti) + " " + guidText(ta->guid) + " kind " + std::to_string(ta->typekind) + " flags " +
+                  std::to_string(ta->wTypeFlags) + " funcs " + std::to_string(ta->cFuncs) + " impl " + std::to_string(ta->cImplTypes));
+    if (ta->typekind == TKIND_INTERFACE) out.back() += " vtable slots " + std::to_string(ta->cbSizeVft / ptrSize);
     for (UINT i = 0; i < ta->cImplTypes; ++i) {
         HREFTYPE h;
         ComPtr<ITypeInfo> base;
@@ -84,8 +79,7 @@ std::vector<std::string> describeInterface(ITypeInfo* ti, int ptrSize)
             // The value of a property put has no name in the published library.
             bool unnamedPut = (fd->invkind & (INVOKE_PROPERTYPUT | INVOKE_PROPERTYPUTREF)) && p == fd->cParams - 1;
             std::string pname = unnamedPut ? "(value)" : (p + 1 < static_cast<SHORT>(count) ? tarv::toNarrow(names[p + 1]) : "?");
-            out.push_back("    param " + pname + " " + describeType(ti, e.tdesc) + " pflags " +
-                          std::to_string(e.paramdesc.wParamFlags));
+            out.push_back("    param " + pname + " " + describeType(ti, e.tdesc) + " pflags " + std::to_string(e.paramdesc.wParamFlags));
         }
         for (UINT n = 0; n < count; ++n) SysFreeString(names[n]);
         ti->ReleaseFuncDesc(fd);
@@ -119,9 +113,8 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
 {
     ComPtr<ITypeLib> official = loadFromEnv("TARV64_OFFICIAL_TLB");
     if (!official) {
-        std::fprintf(stderr,
-                     "\n*** SKIPPED: the published CAPE-OPEN 1.1 type library was not found "
-                     "(TARV64_OFFICIAL_TLB unset); the slot-by-slot comparison did not run. ***\n\n");
+        std::fprintf(stderr, "\n*** SKIPPED: the published CAPE-OPEN 1.1 type library was not found (TARV64_OFFICIAL_TLB unset); "
+                             "the slot-by-slot comparison did not run. ***\n\n");
         GTEST_SKIP() << "published CAPE-OPEN type library not available";
     }
     ComPtr<ITypeLib> ours = loadFromEnv("TARV64_CAPEOPEN_TLB");
@@ -129,9 +122,7 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
     TLIBATTR *a = nullptr, *b = nullptr;
     official->GetLibAttr(&a);
     ours->GetLibAttr(&b);
-    EXPECT_EQ(guidText(a->guid), guidText(b->guid));
-    EXPECT_EQ(a->wMajorVerNum, b->wMajorVerNum);
-    EXPECT_EQ(a->wMinorVerNum, b->wMinorVerNum);
+    EXPECT_EQ(std::tuple(guidText(a->guid), a->wMajorVerNum, a->wMinorVerNum), std::tuple(guidText(b->guid), b->wMajorVerNum, b->wMinorVerNum));
     const int theirPtr = a->syskind == SYS_WIN64 ? 8 : 4;
     const int ourPtr = b->syskind == SYS_WIN64 ? 8 : 4;
     official->ReleaseTLibAttr(a);
@@ -148,10 +139,7 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
         GUID iid = ta->guid;
         theirs->ReleaseTypeAttr(ta);
         ComPtr<ITypeInfo> mine;
-        if (FAILED(ours->GetTypeInfoOfGuid(iid, mine.put()))) {
-            ++onlyOfficial;
-            continue;
-        }
+        if (FAILED(ours->GetTypeInfoOfGuid(iid, mine.put()))) { ++onlyOfficial; continue; }
         // Both halves of a dual interface: the dispatch view and the vtable.
         for (bool vtable : {false, true}) {
             auto x = describeInterface(vtable ? vtableHalf(theirs.get()).get() : theirs.get(), theirPtr);
@@ -164,8 +152,8 @@ TEST(TypeLibrary, MatchesThePublishedCapeOpenLibrarySlotBySlot)
         }
         ++compared;
     }
-    std::printf("type library comparison: %d interfaces compared, %d mismatches, "
-                "%d interfaces only in the published library\n", compared, mismatches, onlyOfficial);
+    std::printf("type library comparison: %d interfaces compared, %d mismatches, %d interfaces only in the published library\n", compared,
+                mismatches, onlyOfficial);
     EXPECT_EQ(mismatches, 0);
     EXPECT_GE(compared, 63);
 }

@@ -1,12 +1,11 @@
-// Arguments as the lines they leave in the file: scalars, strings, interfaces and VARIANTs; and the
-// log's numbers against what Windows' own msvcrt.dll prints for the same conversions.
+// Arguments as the lines they leave in the file, and the log's numbers against Windows' own msvcrt.dll.
 #include "log_fixture.h"
-
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/kit.h"
 #include "log/number_format.h"
-
+#include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -31,36 +30,22 @@ std::string msvcrt(const char* format, auto value)
     logtest::msvcrtSprintf()(text, format, value);
     return text;
 }
-
-double fromBits(uint64_t bits)
-{
-    double v;
-    std::memcpy(&v, &bits, sizeof v);
-    return v;
-}
-
+double fromBits(uint64_t bits) { return std::bit_cast<double>(bits); }
 // A BSTR whose stored length runs past an embedded NUL.
-Bstr withEmbeddedNul(const wchar_t* before, const wchar_t* after)
-{
-    return Bstr(std::wstring_view(std::wstring(before) + L'\0' + after));
-}
-
+Bstr withEmbeddedNul(const wchar_t* before, const wchar_t* after) { return Bstr(std::wstring_view(std::wstring(before) + L'\0' + after)); }
 std::string argOf(const VARIANT& v, VARTYPE expected, int emptyAllowed = 0, int isInput = 1)
 {
     return recordsOf([&](CallLog& l) { l.argVariant("v", isInput, v, expected, emptyAllowed); });
 }
-
 Variant arrayOf(VARTYPE vt, LONG count, LONG lowerBound = 0)
 {
     return Variant::fromArray(tarv::SafeArray::create(vt, count, lowerBound).detach(), vt);
 }
-
 Variant twoDimensional()
 {
     SAFEARRAYBOUND bounds[2] = {{2, 0}, {3, 0}};
     return Variant::fromArray(SafeArrayCreate(VT_R8, 2, bounds), VT_R8);
 }
-
 Variant ofType(VARTYPE vt)
 {
     Variant v;
@@ -78,18 +63,12 @@ TEST(ArgumentRecords, ScalarsStringsAndInterfaces)
     auto anonymous = kit::Object::create<ICapeThermoMaterial>();
     auto refusing = kit::Object::create<ICapeIdentification>(L"never shown");
     refusing->fail(&ICapeIdentification::get_ComponentName, E_FAIL);
-    IUnknown* namedPtr = named->ptr<ICapeThermoMaterial>();
-    IUnknown* unnamedPtr = unnamed->ptr<ICapeIdentification>();
-    IUnknown* strangePtr = strange->ptr<ICapeIdentification>();
-    IUnknown* anonymousPtr = anonymous->ptr<ICapeThermoMaterial>();
-    IUnknown* refusingPtr = refusing->ptr<ICapeIdentification>();
+    IUnknown *namedPtr = named->ptr<ICapeThermoMaterial>(), *unnamedPtr = unnamed->ptr<ICapeIdentification>(),
+             *strangePtr = strange->ptr<ICapeIdentification>(), *anonymousPtr = anonymous->ptr<ICapeThermoMaterial>(),
+             *refusingPtr = refusing->ptr<ICapeIdentification>();
     const double payloadNaN = fromBits(0xFFF0000000000123ull);
     // The expected text `what`, "{address}" in it standing for `address` as msvcrt prints "%p".
-    const struct {
-        const char* what;
-        std::function<void(CallLog&)> write;
-        const void* address = nullptr;
-    } cases[] = {
+    const struct { const char* what; std::function<void(CallLog&)> write; const void* address = nullptr; } cases[] = {
         {"short, direction fixed out", [](CallLog& l) { l.argShort("count", 1, -32768); }},
         {"BOOL, direction fixed in", [](CallLog& l) { l.argBool("flag", 0, 0); }},
         {"BOOL non-zero", [](CallLog& l) { l.argBool("flag", 0, 2); }},
@@ -140,8 +119,7 @@ TEST(VariantArgument, EachValueIsWrittenAsItIsThenTheTypeCheckSpeaks)
     Variant malformed = ofType(VT_BSTR);
     malformed.ptr()->bstrVal = SysAllocStringLen(withNul.data(), static_cast<UINT>(withNul.size()));
     Variant shorts = arrayOf(VT_I2, 2);
-    static_cast<SHORT*>(shorts.get().parray->pvData)[0] = -3;
-    static_cast<SHORT*>(shorts.get().parray->pvData)[1] = 32767;
+    std::ranges::copy(std::vector<SHORT>{-3, 32767}, static_cast<SHORT*>(shorts.get().parray->pvData));
     auto element = kit::Object::create<ICapeIdentification>(L"E");
     Variant dispatches = arrayOf(VT_DISPATCH, 1);
     LONG first = 0;
@@ -163,13 +141,7 @@ TEST(VariantArgument, EachValueIsWrittenAsItIsThenTheTypeCheckSpeaks)
     items.push_back(Variant());
     items.push_back(Variant::fromString(L"vapor"));
     items.push_back(tarv::makeVariantArray({Variant::fromLong(1)}));
-    struct Row {
-        const char* name;
-        const VARIANT& value;
-        VARTYPE expected;
-        int emptyAllowed = 0;
-        int isInput = 1;
-    };
+    struct Row { const char* name; const VARIANT& value; VARTYPE expected; int emptyAllowed = 0; int isInput = 1; };
     const Variant empty;
     const Variant values[] = {Variant::fromDouble(2.5), Variant::fromDouble(1234567.0), Variant::fromDouble(capeDoubleEmpty),
                               Variant::fromLong(-7), Variant::fromBool(true), Variant::fromString(L"a<b"),
@@ -225,8 +197,7 @@ TEST(VariantArgument, ArraysWhoseElementsAreNotWhatTheTagSaysAreReadElementByEle
 {
     // Floats under a double tag: each element is read by its own size, 4 bytes into a double.
     Variant floats = arrayOf(VT_R4, 2);
-    static_cast<float*>(floats.get().parray->pvData)[0] = 1.0f;
-    static_cast<float*>(floats.get().parray->pvData)[1] = 2.0f;
+    std::ranges::copy(std::vector<float>{1.0f, 2.0f}, static_cast<float*>(floats.get().parray->pvData));
     floats.ptr()->vt = VT_ARRAY | VT_R8;
     EXPECT_EQ(argOf(floats.get(), VT_ARRAY | VT_R8), expected("floats under a double tag"));
     // Elements larger than a double: each is read from its own place, never past the end.
@@ -250,8 +221,7 @@ TEST(VariantArgument, TypeNamesAndArrayChecks)
     Variant doubles = tarv::makeDoubleArray({1, 2, 3, 4}, 3);
     tarv::ArrayView view(doubles.get());
     EXPECT_TRUE(view.check(VT_R8, &text));
-    EXPECT_EQ(view.lowerBound, 3);
-    EXPECT_EQ(view.count, 4);
+    EXPECT_EQ(std::pair(view.lowerBound, view.count), std::pair(3, 4));
     for (const auto& [value, type, refusal] : {std::tuple{tarv::makeDoubleArray({1}), VT_BSTR, "Expected an array of type string"},
                                         {Variant::fromDouble(1.0), VT_R8, "Expected an array of type double precision"},
                                         {twoDimensional(), VT_R8, "unexpected dimension; 1-dimensional array expected"}}) {
@@ -277,8 +247,7 @@ TEST(NumberFormat, DoublesPointersAndIntegersAsMsvcrtPrintsThem)
         std::numeric_limits<double>::denorm_min(), fromBits(0x000FFFFFFFFFFFFFull), fromBits(0x0000000000001234ull), 1e-310,
         -4.2e-320, inf, 0.0009765625, 1234567.5, 2345675.0, 3.5e15,
         1.0000005e6, 4503599627370497.0};
-    // Random bit patterns, and seven-digit decimals (half of them ties at the sixth digit) with
-    // their neighbours one unit in the last place away, which must round by their exact value.
+    // Random bit patterns, and seven-digit decimals (half ties at the sixth digit) with their neighbours an ulp away.
     std::mt19937_64 random(20261114);
     for (int i = 0; i < 200000; ++i) values.push_back(fromBits(random()));
     std::uniform_int_distribution<int> digits(1000000, 9999999), exponent(-16, 26);

@@ -1,15 +1,14 @@
 // The log document: prolog, records, nesting, escaping, failure texts, closing, crashes.
 #include "log_fixture.h"
-
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/kit.h"
 #include "log/clock.h"
 #include "tarvlib.h"
-
 #include <functional>
 #include <set>
 #include <string>
+#include <tuple>
 
 using logtest::crlf;
 using logtest::LogFile;
@@ -35,10 +34,7 @@ TEST(LogRecords, FuncsArgumentsNotesAndFailuresAsTheyStandInTheFile)
     auto material = kit::Object::create<ICapeThermoMaterial, ECapeUser>(L"Stream 1");
     auto unit = kit::Object::create<ICapeUnitReport, ECapeUser>(L"Unit");
     unit->errorDescription(L"first\r\nsecond");
-    const struct {
-        const char* name;
-        std::function<void(CallLog&)> write;
-    } rows[] = {
+    const struct { const char* name; std::function<void(CallLog&)> write; } rows[] = {
         {"GetOverallProp", [](CallLog& l) {
              l.beginFunc(0, "ICapeThermoMaterial::GetOverallProp", "Stream 1");
              l.argString("property", 1, Bstr(L"temperature").get());
@@ -142,11 +138,7 @@ TEST_F(LogFile, CloseTwiceAndEveryOperationAfterCloseWritesNothing)
     static std::string hookPath;
     static bool hookSawClosedLog;
     hookRuns = 0;
-    CallLog::setCloseHook([](const CallLog& log) {
-        ++hookRuns;
-        hookPath = log.logPath();
-        hookSawClosedLog = !log.isOpen();
-    });
+    CallLog::setCloseHook([](const CallLog& log) { ++hookRuns; hookPath = log.logPath(); hookSawClosedLog = !log.isOpen(); });
     log_->beginFunc(1, "ICapeUtilities::Initialize", "Stream 1");
     log_->close();
     std::string afterClose = logtest::readFile(path_);
@@ -167,10 +159,7 @@ TEST_F(LogFile, CloseTwiceAndEveryOperationAfterCloseWritesNothing)
     log_->queryInterface("Stream 1", IID_IDispatch, E_NOINTERFACE);
     log_->endFunc(E_FAIL, nullptr);
     CallLog::setCloseHook(nullptr);
-    EXPECT_EQ(hookRuns, 1);
-    EXPECT_EQ(hookPath, path_);
-    EXPECT_TRUE(hookSawClosedLog);
-    EXPECT_EQ(log_->depth(), 1u);
+    EXPECT_EQ(std::tuple(hookRuns, hookPath, hookSawClosedLog, log_->depth()), std::tuple(1, path_, true, 1u));
     EXPECT_EQ(afterClose, logtest::openingLines() +
                               crlf("<func name=\"ICapeUtilities::Initialize\" direc=\"in\" object=\"Stream 1\">\n") +
                               std::string(logtest::endTag));
@@ -218,12 +207,8 @@ TEST(StatusName, NamesTheConstantsAndFallsBackToHex)
 
 TEST(CapeErrorText, AsksUserThenRootThenTheTable)
 {
-    const struct {
-        const wchar_t* description;   // null: ECapeUser left out
-        const wchar_t* name;          // null: ECapeRoot left out
-        HRESULT code;
-        std::wstring text;
-    } cases[] = {
+    // A null description leaves ECapeUser out, a null name ECapeRoot.
+    const struct { const wchar_t *description, *name; HRESULT code; std::wstring text; } cases[] = {
         {L"Property not supported", L"Root name", HRESULT(ECapeNoImplHR), L"Property not supported"},
         {L"", L"Root name", HRESULT(ECapeNoImplHR), L"Root name"},
         {L"", nullptr, HRESULT(ECapeNoImplHR), L"not implemented"},

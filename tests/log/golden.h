@@ -1,8 +1,6 @@
 #pragma once
-// Expected log texts kept as data in tests/data/<file>: sections that open with a line "=== name"
-// and run to the next such line, LF line ends.
+// Expected texts in tests/data/<file>: sections from a line "=== name" to the next, LF line ends.
 #include <gtest/gtest.h>
-
 #include <fstream>
 #include <string>
 

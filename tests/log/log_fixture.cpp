@@ -1,45 +1,26 @@
 #include "log_fixture.h"
 #include "log/golden.h"
-
 #include "com/bstr.h"
 #include "log/clock.h"
 #include "support/process.h"
-
 #include <share.h>
-
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <regex>
 
 namespace logtest {
 
-std::string crlf(std::string_view text)
-{
-    std::string out;
-    for (char c : text) {
-        if (c == '\n') out += '\r';
-        out += c;
-    }
-    return out;
-}
-
-std::string expected(const std::string& name)
-{
-    return crlf(testdata::golden("log.txt", name));
-}
+std::string crlf(std::string_view text) { return std::regex_replace(std::string(text), std::regex("\n"), "\r\n"); }
+std::string expected(const std::string& name) { return crlf(testdata::golden("log.txt", name)); }
+std::FILE* openStream(const std::string& path) { return _fsopen(path.c_str(), "w", _SH_DENYWR); }
 
 std::string tempPath(const char* stem)
 {
     static std::atomic<int> serial{0};
     char dir[MAX_PATH];
     GetTempPathA(MAX_PATH, dir);
-    return std::string(dir) + stem + "-" + std::to_string(GetCurrentProcessId()) + "-" +
-           std::to_string(serial++) + ".tlg";
-}
-
-std::FILE* openStream(const std::string& path)
-{
-    return _fsopen(path.c_str(), "w", _SH_DENYWR);
+    return std::string(dir) + stem + "-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(serial++) + ".tlg";
 }
 
 Sprintf msvcrtSprintf()
@@ -56,12 +37,8 @@ std::string openingLines()
 {
     char month[80] = "";
     GetLocaleInfoA(LOCALE_SYSTEM_DEFAULT, LOCALE_SMONTHNAME11, month, sizeof month);
-    return crlf(std::string("<?xml version=\"1.0\" standalone=\"yes\"?>\n"
-                            "<tarvlogdocument>\n"
-                            "<info value=\"TARV Logging started at ") +
-                month +
-                " 14, 2026, 15:17\"/>\n"
-                "<info value=\"Creating Stream 1\"/>\n"
+    return crlf(std::string("<?xml version=\"1.0\" standalone=\"yes\"?>\n<tarvlogdocument>\n<info value=\"TARV Logging started at ") + month +
+                " 14, 2026, 15:17\"/>\n<info value=\"Creating Stream 1\"/>\n"
                 "<info value=\"Object type: CAPE-OPEN version 1.1 Physical Property Package\"/>\n");
 }
 
@@ -97,16 +74,11 @@ std::string recordsOf(const std::function<void(tarv::CallLog&)>& action)
 {
     struct Run : LogFile {
         void TestBody() override {}
-        std::string run(const std::function<void(tarv::CallLog&)>& a)
-        {
-            SetUp();
-            a(*log_);
-            std::string records = body();
-            TearDown();
-            return records;
-        }
+        tarv::CallLog& log() { SetUp(); return *log_; }
+        std::string end() { std::string records = body(); TearDown(); return records; }
     } run;
-    return run.run(action);
+    action(run.log());
+    return run.end();
 }
 
 } // namespace logtest

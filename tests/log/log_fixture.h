@@ -1,11 +1,8 @@
 #pragma once
-// Logs written through the public operations into real files and read back byte for byte (line
-// ends CR LF, as the log writes them). The opening records use testsupport::fixedTime.
+// Logs written into real files and read back byte for byte (CR LF), opened at testsupport::fixedTime.
 #include "log/call_log.h"
 #include "support/log_capture.h"
-
 #include <gtest/gtest.h>
-
 #include <functional>
 #include <string>
 #include <string_view>

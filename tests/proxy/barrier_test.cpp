@@ -1,19 +1,16 @@
-// The exception barrier against real faults: raised by an MSVC-ABI component (Wine's vcruntime140),
-// by a g++ component with its own runtime, and by this executable itself.
+// The exception barrier against real faults of an MSVC-ABI component, a g++ component and this executable.
 #include "proxy/barrier.h"
 #include "proxy/fault_components.h"
 #include "support/process.h"
-
 #include "capeopen.h"
-
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <tuple>
 
 extern "C" IMAGE_DOS_HEADER __ImageBase;
 
@@ -32,45 +29,29 @@ const std::string accessViolation = sehPrefix + "EXCEPTION_ACCESS_VIOLATION: The
 constexpr unsigned msvcCppCode = 0xE06D7363u;
 constexpr int untouched = -1;
 
-struct ComponentCase {
-    const char* name;
-    FaultKind kind;
-    Kind expected;
-    unsigned hardwareCode;  // 0: thrown, so the code is that of the component's runtime
-    std::string record;
-    long sentinelsDestroyed;  // -1: not checked
-};
+// hardwareCode 0: thrown, so the code is that of the component's runtime; sentinelsDestroyed -1: not checked.
+struct ComponentCase { const char* name; FaultKind kind; Kind expected; unsigned hardwareCode; std::string record; long sentinelsDestroyed; };
 
 const ComponentCase componentCases[] = {
     {"access violation", FaultAccessViolation, Kind::Structured, 0xC0000005u, accessViolation, 0},
-    {"divide by zero", FaultDivideByZero, Kind::Structured, 0xC0000094u, sehPrefix + "EXCEPTION_INT_DIVIDE_BY_ZERO: The "
-     "thread tried to divide an integer value by an integer divisor of zero.", 0},
-    {"stack overflow", FaultStackOverflow, Kind::Structured, 0xC00000FDu,
-     sehPrefix + "EXCEPTION_STACK_OVERFLOW: The thread used up its stack.", 0},
+    {"divide by zero", FaultDivideByZero, Kind::Structured, 0xC0000094u,
+     sehPrefix + "EXCEPTION_INT_DIVIDE_BY_ZERO: The thread tried to divide an integer value by an integer divisor of zero.", 0},
+    {"stack overflow", FaultStackOverflow, Kind::Structured, 0xC00000FDu, sehPrefix + "EXCEPTION_STACK_OVERFLOW: The thread used up its stack.", 0},
     {"thrown text", FaultThrowText, Kind::Text, 0, textPrefix + FAULT_TEXT, 0},
     {"thrown int", FaultThrowInt, Kind::Other, 0, otherRecord, 0},
     {"thrown class", FaultThrowClass, Kind::Other, 0, otherRecord, 0},
     {"caught inside", FaultCatchInside, Kind::None, 0, "", 1},
     {"structured handler inside", FaultStructuredInside, Kind::None, 0, "", 0},
     {"thrown past a sentinel", FaultThrowPastSentinel, Kind::Other, 0, otherRecord, 1},
-    // Unwinding frames that hold objects, for a hardware fault. Whether their destructors run is
-    // the component runtime's choice: g++ runs none, Wine's vcruntime140 none for /EHs frames.
-    {"access violation below a sentinel", FaultViolationPastSentinel, Kind::Structured,
-     0xC0000005u, accessViolation, -1},
+    // Whether a hardware fault runs the frames' destructors is the component runtime's choice, so it is not checked.
+    {"access violation below a sentinel", FaultViolationPastSentinel, Kind::Structured, 0xC0000005u, accessViolation, -1},
 };
 
-struct ComponentParam {
-    const char* name;
-    const FaultComponent& (*get)();
-    unsigned thrownCode;  // exception code of the component's C++ throws
-};
+struct ComponentParam { const char* name; const FaultComponent& (*get)(); unsigned thrownCode; };   // code of its C++ throws
 
 class ComponentFaults : public testing::TestWithParam<ComponentParam> {
 protected:
-    void SetUp() override
-    {
-        if (!*component) GTEST_FAIL() << GetParam().name << " fault component did not load";
-    }
+    void SetUp() override { if (!*component) GTEST_FAIL() << GetParam().name << " fault component did not load"; }
     HRESULT run(int kind, int* out, BarrierFault& fault)
     {
         return guardedCall([&] { return component->fault_run(kind, out) == 0 ? S_OK : E_FAIL; }, fault);
@@ -78,8 +59,7 @@ protected:
     const FaultComponent* component = &GetParam().get();
 };
 
-// Both rounds run on a thread of their own: a stack overflow must be caught twice on a thread that
-// is not the main one. An unprepared thread dies quietly on overflow, so count what it got through.
+// A stack overflow caught twice on a thread not the main one, which dies quietly if unprepared: count the rounds.
 TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
 {
     int rounds = 0;
@@ -90,8 +70,7 @@ TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
                 const long sentinels = component->fault_sentinel_count();
                 int out = untouched;
                 BarrierFault fault;
-                const HRESULT hr = run(c.kind, &out, fault);
-                EXPECT_EQ(hr, c.expected == Kind::None ? S_OK : E_UNEXPECTED);
+                EXPECT_EQ(run(c.kind, &out, fault), c.expected == Kind::None ? S_OK : E_UNEXPECTED);
                 EXPECT_EQ(out, c.expected == Kind::None ? FAULT_RESULT : untouched);
                 EXPECT_EQ(fault.kind, c.expected);
                 EXPECT_EQ(fault.code, c.expected == Kind::None ? 0u : c.hardwareCode ? c.hardwareCode : GetParam().thrownCode);
@@ -109,26 +88,15 @@ TEST_P(ComponentFaults, EachFaultEndsAtTheBarrierAndTheNextCallIsForwarded)
 }
 
 INSTANTIATE_TEST_SUITE_P(, ComponentFaults,
-                         testing::Values(ComponentParam{"MSVC-ABI", &test::msvcFaults, msvcCppCode},
-                                         ComponentParam{"g++", &test::gccFaults, 0}),
+                         testing::Values(ComponentParam{"MSVC-ABI", &test::msvcFaults, msvcCppCode}, ComponentParam{"g++", &test::gccFaults, 0}),
                          [](const auto& info) { return std::string(info.param.thrownCode ? "Msvc" : "Gcc"); });
 
 int* volatile nowhere = nullptr;   // read at run time, so that the compiler cannot drop the write
 char mutableText[] = "thrown from a buffer";
 
-struct LocalCase {
-    const char* name;
-    HRESULT (*forward)(int* out);
-    Kind expected;
-    unsigned code;
-    std::string record;
-};
+struct LocalCase { const char* name; HRESULT (*forward)(int* out); Kind expected; unsigned code; std::string record; };
 
-HRESULT finish(int* out)
-{
-    *out = FAULT_RESULT;
-    return S_OK;
-}
+HRESULT finish(int* out) { *out = FAULT_RESULT; return S_OK; }
 
 // What only the executable's own runtime raises; the faults the components share are above.
 const LocalCase localCases[] = {
@@ -136,14 +104,11 @@ const LocalCase localCases[] = {
      sehPrefix + "EXCEPTION_ILLEGAL_INSTRUCTION: The thread tried to execute an invalid instruction."},
     {"code outside the table", [](int* out) { RaiseException(0xE0001234u, 0, 0, nullptr); return finish(out); },
      Kind::Structured, 0xE0001234u, sehPrefix + "Unknown SEH exception"},
-    {"thrown literal", [](int*) -> HRESULT { throw "thrown by the executable"; }, Kind::Text, 0,
-     textPrefix + "thrown by the executable"},
-    {"thrown char buffer", [](int*) -> HRESULT { throw static_cast<char*>(mutableText); }, Kind::Text, 0,
-     textPrefix + "thrown from a buffer"},
+    {"thrown literal", [](int*) -> HRESULT { throw "thrown by the executable"; }, Kind::Text, 0, textPrefix + "thrown by the executable"},
+    {"thrown char buffer", [](int*) -> HRESULT { throw static_cast<char*>(mutableText); }, Kind::Text, 0, textPrefix + "thrown from a buffer"},
     {"thrown null text", [](int*) -> HRESULT { throw static_cast<const char*>(nullptr); }, Kind::Other, 0, otherRecord},
     {"thrown int", [](int*) -> HRESULT { throw 42; }, Kind::Other, 0, otherRecord},
-    {"thrown std::exception", [](int*) -> HRESULT { throw std::runtime_error("not used"); }, Kind::Other, 0,
-     otherRecord},
+    {"thrown std::exception", [](int*) -> HRESULT { throw std::runtime_error("not used"); }, Kind::Other, 0, otherRecord},
 };
 
 TEST(Barrier, FaultsOfTheExecutableItself)
@@ -154,10 +119,7 @@ TEST(Barrier, FaultsOfTheExecutableItself)
             int out = untouched;
             BarrierFault fault;
             EXPECT_EQ(guardedCall([&] { return c.forward(&out); }, fault), E_UNEXPECTED);
-            EXPECT_EQ(fault.kind, c.expected);
-            EXPECT_EQ(fault.code, c.code);
-            EXPECT_EQ(fault.recordText(), c.record);
-            EXPECT_EQ(out, untouched);
+            EXPECT_EQ(std::tuple(fault.kind, fault.code, fault.recordText(), out), std::tuple(c.expected, c.code, c.record, untouched));
             int next = untouched;
             EXPECT_EQ(guardedCall([&] { return finish(&next); }, fault), S_OK);
             EXPECT_FALSE(fault);   // the reused fault is emptied
@@ -169,36 +131,23 @@ TEST(Barrier, FaultsOfTheExecutableItself)
 
 TEST(Barrier, AThrownTextIsReadOnlyAsFarAsMemoryIsReadableAndUndoRunsOnEveryFault)
 {
-    static char* const page = [] {
-        return static_cast<char*>(VirtualAlloc(nullptr, 4096, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
-    }();
+    static char* const page = static_cast<char*>(VirtualAlloc(nullptr, 4096, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
     int undone = 0;
     auto undo = [](void* counter) { ++*static_cast<int*>(counter); };
     BarrierFault fault;
     // A g++ throw of a pointer into a page that cannot be read: named without its text.
-    EXPECT_EQ(guardedCall([&]() -> HRESULT {
-                  UndoOnFault registered(undo, &undone);
-                  throw static_cast<const char*>(page);
-              }, fault),
+    EXPECT_EQ(guardedCall([&]() -> HRESULT { UndoOnFault registered(undo, &undone); throw static_cast<const char*>(page); }, fault),
               E_UNEXPECTED);
     EXPECT_EQ(fault.recordText(), "Uncaught exception during function call");
     // A hardware fault skips every destructor: the barrier runs the undo itself.
-    EXPECT_EQ(guardedCall([&]() -> HRESULT {
-                  UndoOnFault registered(undo, &undone);
-                  return *static_cast<volatile int*>(nowhere);
-              }, fault),
+    EXPECT_EQ(guardedCall([&]() -> HRESULT { UndoOnFault registered(undo, &undone); return *static_cast<volatile int*>(nowhere); }, fault),
               E_UNEXPECTED);
     // A normal return only ends the registration.
-    EXPECT_EQ(guardedCall([&]() -> HRESULT {
-                  UndoOnFault registered(undo, &undone);
-                  return S_OK;
-              }, fault),
-              S_OK);
+    EXPECT_EQ(guardedCall([&]() -> HRESULT { UndoOnFault registered(undo, &undone); return S_OK; }, fault), S_OK);
     EXPECT_EQ(undone, 2);
 }
 
-// Hand-made records of exceptions of the MSVC runtime, pointing into this executable's image, test
-// how far the barrier trusts them to recover a thrown text.
+// Hand-made MSVC exception records, pointing into this image: how far the barrier trusts them for a thrown text.
 struct FakeThrow {
     struct { const void* vtable; void* spare; char name[16]; } descriptor;
     struct { std::uint32_t properties; std::int32_t type, displacement[3], size, copy; } catchable;
@@ -209,15 +158,9 @@ struct FakeThrow {
 FakeThrow fakeThrow;  // static storage, so inside the image
 const char* fakeObject = "fake text";
 
-std::int32_t rva(const void* p)
-{
-    return static_cast<std::int32_t>(reinterpret_cast<const char*>(p) - reinterpret_cast<const char*>(&__ImageBase));
-}
+std::int32_t rva(const void* p) { return static_cast<std::int32_t>(static_cast<const char*>(p) - reinterpret_cast<const char*>(&__ImageBase)); }
 
-struct RaisedRecord {
-    DWORD count = 4;
-    ULONG_PTR args[4] = {};
-};
+struct RaisedRecord { DWORD count = 4; ULONG_PTR args[4] = {}; };
 
 RaisedRecord prepareFake(const char* typeName)
 {
@@ -245,12 +188,7 @@ const char* unterminatedText()
 }
 
 // Each record names a text (recovered as "fake text") or not (the record without a text).
-struct MsvcRecordCase {
-    const char* name;
-    const char* typeName;
-    void (*tweak)(RaisedRecord&);
-    bool text;
-};
+struct MsvcRecordCase { const char* name; const char* typeName; void (*tweak)(RaisedRecord&); bool text; };
 void pointObjectAt(RaisedRecord& r, const char* text)
 {
     static const char* object;
@@ -271,10 +209,8 @@ const MsvcRecordCase msvcRecordCases[] = {
     {"text without terminator", ".PEAD", [](RaisedRecord& r) { pointObjectAt(r, unterminatedText()); }, false},
     {"unreadable throw info", ".PEAD", [](RaisedRecord& r) { r.args[2] = 16; }, false},
     {"no image", ".PEAD", [](RaisedRecord& r) { r.args[3] = 0; }, false},
-    {"image base that is no image", ".PEAD", [](RaisedRecord& r) { r.args[3] = reinterpret_cast<ULONG_PTR>(&fakeThrow); },
-     false},
-    {"catchable types outside the image", ".PEAD", [](RaisedRecord&) { fakeThrow.info.catchableTypes = 0x7FFFFF00; },
-     false},
+    {"image base that is no image", ".PEAD", [](RaisedRecord& r) { r.args[3] = reinterpret_cast<ULONG_PTR>(&fakeThrow); }, false},
+    {"catchable types outside the image", ".PEAD", [](RaisedRecord&) { fakeThrow.info.catchableTypes = 0x7FFFFF00; }, false},
     {"negative type address", ".PEAD", [](RaisedRecord&) { fakeThrow.catchable.type = -64; }, false},
     {"no catchable type", ".PEAD", [](RaisedRecord&) { fakeThrow.array.count = 0; }, false},
     {"too few parameters", ".PEAD", [](RaisedRecord& r) { r.count = 3; }, false},
@@ -289,11 +225,9 @@ TEST(Barrier, ThrownTextOfMsvcRecordsIsReadOnlyWhenEverythingChecksOut)
         RaisedRecord r = prepareFake(c.typeName);
         if (c.tweak) c.tweak(r);
         BarrierFault fault;
-        EXPECT_EQ(guardedCall([&] { RaiseException(msvcCppCode, EXCEPTION_NONCONTINUABLE, r.count, r.args); return S_OK; },
-                              fault), E_UNEXPECTED);
-        EXPECT_EQ(fault.code, msvcCppCode);
-        EXPECT_EQ(fault.kind, c.text ? Kind::Text : Kind::Other);
-        EXPECT_EQ(fault.recordText(), c.text ? textPrefix + "fake text" : otherRecord);
+        EXPECT_EQ(guardedCall([&] { RaiseException(msvcCppCode, EXCEPTION_NONCONTINUABLE, r.count, r.args); return S_OK; }, fault), E_UNEXPECTED);
+        EXPECT_EQ(std::tuple(fault.code, fault.kind, fault.recordText()),
+                  std::tuple(msvcCppCode, c.text ? Kind::Text : Kind::Other, c.text ? textPrefix + "fake text" : otherRecord));
     }
     // A very long text is cut.
     RaisedRecord r = prepareFake(".PEAD");

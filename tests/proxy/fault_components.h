@@ -1,10 +1,7 @@
 #pragma once
-// Access to the test components that fault on purpose (tests/kit), loaded from the directory of
-// the running executable.
+// The test components that fault on purpose (tests/kit), loaded from the running executable's directory.
 #include <windows.h>
-
 #include <string>
-
 #include "kit/msvc/fault_menu.h"
 
 namespace tarv::test {
@@ -15,12 +12,10 @@ struct FaultComponent {
 #define TARV_FAULT_MEMBER(type, name) type name = nullptr;
     FAULT_EXPORTS(TARV_FAULT_MEMBER)
 #undef TARV_FAULT_MEMBER
-
     explicit operator bool() const { return module != nullptr; }
 };
 
-// Loads one of tarv_msvc_faults.dll / tarv_gcc_faults.dll from this executable's directory once per
-// process; an empty component (false) if it or one of its exports is missing.
+// An empty component (false) if the DLL or one of its exports is missing.
 inline FaultComponent loadFaultComponent(const char* label, const char* dllName)
 {
     FaultComponent c;
@@ -39,16 +34,7 @@ inline FaultComponent loadFaultComponent(const char* label, const char* dllName)
     return c;
 }
 
-inline const FaultComponent& msvcFaults()
-{
-    static const FaultComponent c = loadFaultComponent("MSVC-ABI", "tarv_msvc_faults.dll");
-    return c;
-}
-
-inline const FaultComponent& gccFaults()
-{
-    static const FaultComponent c = loadFaultComponent("g++", "tarv_gcc_faults.dll");
-    return c;
-}
+inline const FaultComponent& msvcFaults() { static const FaultComponent c = loadFaultComponent("MSVC-ABI", "tarv_msvc_faults.dll"); return c; }
+inline const FaultComponent& gccFaults() { static const FaultComponent c = loadFaultComponent("g++", "tarv_gcc_faults.dll"); return c; }
 
 } // namespace tarv::test

@@ -1,15 +1,11 @@
-// The proxy framework read through its log: the method template and its refusals, the error and
-// identification families, exposed objects, the interface policy, creation, and the barrier as a
-// proxied call sees it.
+// The proxy framework read through its log: method template, creation, exposed objects, interface policy.
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "kit/kit.h"
 #include "log/golden.h"
 #include "proxy/test_proxies.h"
 #include "support/log_capture.h"
-
 #include <gtest/gtest.h>
-
 #include <algorithm>
 #include <functional>
 #include <regex>
@@ -31,42 +27,18 @@ ComPtr<I> proxyOf(Object* foreign, LogCapture& capture, int readOnly = 0)
     return d.query<I>();
 }
 
-TestProxy* impl(IUnknown* proxy)
-{
-    return static_cast<TestProxy*>(static_cast<ICapeDiagnostic*>(proxy));
-}
-
-ULONG serverLocks()
-{
-    ULONG n = CoAddRefServerProcess();
-    CoReleaseServerProcess();
-    return n - 1;
-}
-
-std::string golden(const std::string& name)
-{
-    return testdata::golden("proxy.txt", name);
-}
-
-bool has(const std::string& text, const std::string& part)
-{
-    return text.find(part) != std::string::npos;
-}
+TestProxy* impl(IUnknown* proxy) { return static_cast<TestProxy*>(static_cast<ICapeDiagnostic*>(proxy)); }
+ULONG serverLocks() { ULONG n = CoAddRefServerProcess(); CoReleaseServerProcess(); return n - 1; }
+std::string golden(const std::string& name) { return testdata::golden("proxy.txt", name); }
+bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 } // namespace
-
-// --- The method template and the identification family -----------------------------------------
 
 TEST(MethodTemplate, EachOutcomeIsLoggedAsItHappened)
 {
     auto parameter = Object::create<ICapeParameter>();
-    struct Row {
-        const char* golden;
-        int readOnly;
-        std::function<HRESULT(Object&, IUnknown* proxy)> call;
-        HRESULT hr;
-        const char* method;   // the foreign method the call reaches `times` times
-        size_t times;
+    struct Row {   // `method`: the foreign method the call reaches `times` times
+        const char* golden; int readOnly; std::function<HRESULT(Object&, IUnknown* proxy)> call; HRESULT hr; const char* method; size_t times;
     } rows[] = {
         {"forwards", 0, [](Object& o, IUnknown* p) {
              o.returns(&ICapeCOSEUtilities::get_NamedValue, tarv::Variant::fromDouble(2.5));
@@ -124,8 +96,7 @@ TEST(MethodTemplate, EachOutcomeIsLoggedAsItHappened)
              untouched.vt = VT_I4;
              untouched.lVal = 99;
              HRESULT hr = utilities->get_NamedValue(Bstr(L"x").get(), &untouched);
-             EXPECT_EQ(untouched.vt, VT_I4);
-             EXPECT_EQ(untouched.lVal, 99);
+             EXPECT_EQ(std::pair(untouched.vt, untouched.lVal), std::pair(VARTYPE(VT_I4), LONG(99)));
              o.unscript(&ICapeCOSEUtilities::get_NamedValue);
              tarv::Variant value;
              EXPECT_EQ(utilities->get_NamedValue(Bstr(L"y").get(), value.put()), S_OK);
@@ -147,13 +118,11 @@ TEST(MethodTemplate, EachOutcomeIsLoggedAsItHappened)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.golden);
         LogCapture capture;
-        auto kitObject = Object::create<ICapeDiagnostic, ICapeCOSEUtilities, ECapeUser, ICapeIdentification,
-                                        ECapeBoundaries, ECapeBadCOParameter>();
+        auto kitObject = Object::create<ICapeDiagnostic, ICapeCOSEUtilities, ECapeUser, ICapeIdentification, ECapeBoundaries, ECapeBadCOParameter>();
         auto proxy = proxyOf(kitObject.get(), capture, row.readOnly);
         kitObject->clearCalls();
         EXPECT_EQ(row.call(*kitObject.get(), proxy.get()), row.hr);
-        const std::regex address("0x[0-9A-F]{16}");
-        EXPECT_EQ(std::regex_replace(capture.records(), address, "0x..."), golden(row.golden));
+        EXPECT_EQ(std::regex_replace(capture.records(), std::regex("0x[0-9A-F]{16}"), "0x..."), golden(row.golden));
         EXPECT_EQ(kitObject->callCount(row.method), row.times);
     }
 }
@@ -171,16 +140,9 @@ TEST(MethodTemplate, MissingInterfaceWarnsAndIsAskedForAgainNextTime)
     EXPECT_EQ(std::count(kitObject->queries().begin(), kitObject->queries().end(), IID_ICapeDiagnostic), 2);
 }
 
-// --- Creation and the name fetch -----------------------------------------------------------------
-
 TEST(Creation, TheNameFetchReportsWhatTheObjectCannotTell)
 {
-    struct Case {
-        const char* what;
-        std::function<ComPtr<Object>()> make;
-        const char* record;
-        const char* name;
-    } cases[] = {
+    struct Case { const char* what; std::function<ComPtr<Object>()> make; const char* record; const char* name; } cases[] = {
         {"no identification", [] { return Object::create<ICapeDiagnostic>(); },
          "<warning value=\"Object does not implement ICapeIdentification\"/>\n", "<unknown>"},
         {"failing name", [] {
@@ -229,19 +191,15 @@ TEST(Creation, EveryCrossingMakesANewProxyAndAsksTheNameAgainAndNullStaysNull)
     EXPECT_EQ(exposed->children().size(), 2u);
 }
 
-// --- Exposed objects -----------------------------------------------------------------------------
-
 TEST(ExposedObject, UtilitiesAreSilentRefusedOrForwardedAndEditRefreshesTheName)
 {
     LogCapture capture;
     auto without = Object::create<ICapeCollection, ICapeIdentification>();
     auto exposed = testproxy::expose(without.get(), capture.log());
-    EXPECT_EQ(exposed->Initialize(), S_OK);
-    EXPECT_EQ(exposed->Terminate(), S_OK);
-    EXPECT_EQ(exposed->put_simulationContext(nullptr), S_OK);
-    EXPECT_EQ(exposed->Edit(), E_NOINTERFACE);
     ComPtr<IDispatch> parameters;
-    EXPECT_EQ(exposed->get_parameters(parameters.put()), E_NOINTERFACE);
+    EXPECT_EQ((std::vector<HRESULT>{exposed->Initialize(), exposed->Terminate(), exposed->put_simulationContext(nullptr), exposed->Edit(),
+                                    exposed->get_parameters(parameters.put())}),
+              (std::vector<HRESULT>{S_OK, S_OK, S_OK, E_NOINTERFACE, E_NOINTERFACE}));
     EXPECT_EQ(capture.records(), golden("utilities without the interface"));
     // Edit: the name is read again after it, and read-only is complained about after the forward.
     LogCapture edits;
@@ -322,8 +280,7 @@ TEST(ExposedObject, AChildThatDiesInTheFirstPassLetsTheNextOneBeReported)
         auto exposed = testproxy::expose(package.get(), capture.log(), "Package");
         exposed->put_simulationContext(first->ptr<ICapeDiagnostic>());
         exposed->put_simulationContext(second->ptr<ICapeDiagnostic>());
-        // The first proxy's only holder becomes its own foreign object: releasing that object in
-        // the first pass destroys the proxy, which leaves the list.
+        // The first proxy's only holder is its own foreign object: the first pass destroys it, and it leaves the list.
         first->on(&ICapeDiagnostic::PopUpMessage, [keep = held[0]](BSTR) {});
         held.erase(held.begin());
         first.reset();
@@ -336,17 +293,14 @@ TEST(ExposedObject, AChildThatDiesInTheFirstPassLetsTheNextOneBeReported)
     EXPECT_EQ(second->refCount(), 2u);
 }
 
-// --- Interface policy ----------------------------------------------------------------------------
-
 TEST(InterfacePolicy, KnownFollowTheForeignObjectUnknownComeRawPrivateNeverReachItEmptiedAnswerIdentity)
 {
     LogCapture capture;
     auto kitObject = Object::create<ICapeDiagnostic, ECapeUser, ECapeNoImpl, ICapeParameter, ICapeIdentification>();
     ComPtr<IDispatch> proxy = testproxy::createTestProxy(kitObject.get(), capture.log(), nullptr, 0);
     ComPtr<ECapeUser> user = proxy.query<ECapeUser>();
-    ASSERT_TRUE(user);
+    ASSERT_TRUE(user && proxy.query<ECapeNoImpl>());
     EXPECT_NE(user.get(), kitObject->ptr<ECapeUser>());
-    EXPECT_TRUE(proxy.query<ECapeNoImpl>());
     EXPECT_FALSE(proxy.query<ICapeCOSEUtilities>());
     EXPECT_EQ(proxy.query<ICapeParameter>().get(), kitObject->ptr<ICapeParameter>());
     // IUnknown is the proxy's identity, whichever interface it is asked through.
@@ -358,10 +312,8 @@ TEST(InterfacePolicy, KnownFollowTheForeignObjectUnknownComeRawPrivateNeverReach
     EXPECT_FALSE(marshal);
     EXPECT_TRUE(kitObject->queries().empty());
     impl(proxy.query<ICapeDiagnostic>().get())->releaseInterfaces();
-    EXPECT_TRUE(proxy.query<IUnknown>());
-    EXPECT_TRUE(proxy.query<IDispatch>());
-    EXPECT_FALSE(proxy.query<ECapeUser>());
-    EXPECT_FALSE(proxy.query<IOriginalObject64>());
+    EXPECT_TRUE(proxy.query<IUnknown>() && proxy.query<IDispatch>());
+    EXPECT_FALSE(proxy.query<ECapeUser>() || proxy.query<IOriginalObject64>());
     // The interface's registered name, or its identifier where the platform registers no name.
     EXPECT_EQ(capture.records(), golden("interface policy") + "<info value=\"Kit object: QueryInterface for unsupported interface " +
                                      tarv::CallLog::interfaceName(IID_IMarshal) + " results E_NOINTERFACE\"/>\n" +
@@ -374,9 +326,7 @@ TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingB
     ComPtr<testproxy::TestUnit> unit(new testproxy::TestUnit());
     unit->attachLog(capture.log(), "Unit");
     // Empty: the class's own interfaces are there, without a foreign object and without a word.
-    EXPECT_TRUE(unit.query<ICapeCollection>());
-    EXPECT_TRUE(unit.query<ECapeUser>());
-    EXPECT_TRUE(unit.query<ICapeUtilities>());
+    EXPECT_TRUE(unit.query<ICapeCollection>() && unit.query<ECapeUser>() && unit.query<ICapeUtilities>());
     EXPECT_EQ(capture.records(), "");
     void* untouched = reinterpret_cast<void*>(1);
     EXPECT_EQ(unit->QueryInterface(IID_IPersistStream, &untouched), E_NOINTERFACE);
@@ -387,13 +337,10 @@ TEST(InterfacePolicy, TheUnitVariationRefusesIPersistStreamAndAnswersEverythingB
     auto real = Object::create<ICapeCollection, IPersistStream, ICapeIdentification>();
     unit->attachObject(ComPtr<IUnknown>(real.get()).detach());
     real->clearQueries();
-    EXPECT_FALSE(unit.query<ECapeUser>());
-    EXPECT_FALSE(unit.query<IPersistStream>());
-    EXPECT_FALSE(real->wasQueried(IID_IPersistStream));
+    EXPECT_FALSE(unit.query<ECapeUser>() || unit.query<IPersistStream>() || real->wasQueried(IID_IPersistStream));
 }
 
-// Lies that fault while the proxy reads them for the log: each ends as the barrier's record inside the
-// call's own func, every lock and proxy of the call given back, the next record where it belongs.
+// Lies that fault while logged end as the barrier's record in the call's func, with every lock and proxy given back.
 TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
 {
     testproxy::installTestFactories();
@@ -408,9 +355,8 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
     auto endOf = [](const std::string& barrierRecord) {
         return " <error value=\"" + barrierRecord + "\"/>\n <error value=\"E_UNEXPECTED: error code 0x8000FFFF\"/>\n</func>\n";
     };
-    const std::string faultEnd = endOf("Uncaught SEH exception during function call: EXCEPTION_ACCESS_VIOLATION: The "
-                                       "thread tried to read from or write to a virtual address for which it does not "
-                                       "have the appropriate access.");
+    const std::string faultEnd = endOf("Uncaught SEH exception during function call: EXCEPTION_ACCESS_VIOLATION: The thread tried to "
+                                       "read from or write to a virtual address for which it does not have the appropriate access.");
     auto element = Object::create<ICapeIdentification>(L"Element");
     auto named = Object::create<ICapeIdentification>(L"Source");
     named->fault(&ICapeIdentification::get_ComponentName, kit::Fault::ThrowText("name table corrupt"));
@@ -427,15 +373,16 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
         EXPECT_EQ(value.vt, VT_EMPTY);   // the failed call leaves nothing to release
         return hr;
     };
-    struct Row {
-        const char* lie;
-        // `keep` holds what must live until the log is read (an exposed object closes it at its end).
-        std::function<HRESULT(LogCapture&, ComPtr<IUnknown>& keep)> call;
-        std::string end;   // what follows the record's text in the data file
+    // `keep` holds what must live until the log is read; `end` follows the record's text in the data file.
+    auto contextCrossing = [](LogCapture& capture, ComPtr<IUnknown>& keep, IDispatch* context) {
+        auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
+        auto exposed = testproxy::expose(package.get(), capture.log());
+        keep = exposed.query<IUnknown>();
+        return exposed->put_simulationContext(context);
     };
+    struct Row { const char* lie; std::function<HRESULT(LogCapture&, ComPtr<IUnknown>& keep)> call; std::string end; };
     const Row rows[] = {
-        {"a null object in an array of objects",
-         [&](LogCapture& capture, ComPtr<IUnknown>&) {
+        {"a null object in an array of objects", [&](LogCapture& capture, ComPtr<IUnknown>&) {
              return namedValue(capture, L"phases", [&](VARIANT* v) {
                  SAFEARRAY* a = SafeArrayCreateVector(VT_DISPATCH, 0, 2);
                  LONG first = 0;
@@ -443,10 +390,8 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
                  v->vt = VT_ARRAY | VT_DISPATCH;
                  v->parray = a;
              });
-         },
-         faultEnd},
-        {"an array whose bounds claim more than its data holds",
-         [&](LogCapture& capture, ComPtr<IUnknown>&) {
+         }, faultEnd},
+        {"an array whose bounds claim more than its data holds", [&](LogCapture& capture, ComPtr<IUnknown>&) {
              return namedValue(capture, L"x", [&](VARIANT* v) {
                  SafeArrayAllocDescriptorEx(VT_R8, 1, &lyingBounds);
                  lyingBounds->cbElements = sizeof(double);
@@ -457,26 +402,13 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
                  v->vt = VT_ARRAY | VT_R8;
                  v->parray = lyingBounds;
              });
-         },
-         faultEnd},
+         }, faultEnd},
         {"an interface pointer into a no-access page, asked for its name",
-         [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
-             auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-             auto exposed = testproxy::expose(package.get(), capture.log());
-             keep = exposed.query<IUnknown>();
-             return exposed->put_simulationContext(reinterpret_cast<IDispatch*>(noAccessObject));
-         },
-         faultEnd},
+         [&](LogCapture& c, ComPtr<IUnknown>& k) { return contextCrossing(c, k, reinterpret_cast<IDispatch*>(noAccessObject)); }, faultEnd},
         {"a C++ throw while an argument is asked for its name",
-         [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
-             auto package = Object::create<ICapeCollection, ICapeUtilities, ICapeIdentification>();
-             auto exposed = testproxy::expose(package.get(), capture.log());
-             keep = exposed.query<IUnknown>();
-             return exposed->put_simulationContext(reinterpret_cast<IDispatch*>(named->ptr<ICapeIdentification>()));
-         },
+         [&](LogCapture& c, ComPtr<IUnknown>& k) { return contextCrossing(c, k, named->ptr<ICapeIdentification>()); },
          endOf("Uncaught exception during function call: name table corrupt")},
-        {"a result whose name fetch crashes while its proxy is made",
-         [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
+        {"a result whose name fetch crashes while its proxy is made", [&](LogCapture& capture, ComPtr<IUnknown>& keep) {
              auto collection = Object::create<ICapeCollection, ICapeIdentification>();
              collection->returns(&ICapeCollection::Item, crashing);
              auto exposed = testproxy::expose(collection.get(), capture.log());
@@ -486,8 +418,7 @@ TEST(ProxiedCall, AFaultWhileLoggingLeavesNothingBehind)
              EXPECT_EQ(item, nullptr);
              EXPECT_TRUE(exposed->children().empty());
              return hr;
-         },
-         faultEnd},
+         }, faultEnd},
     };
     const std::string next = golden("the next record");
     for (const Row& row : rows) {

@@ -1,8 +1,6 @@
 #include <windows.h>
 #include <ole2.h>
-
 #include <gtest/gtest.h>
-
 #include <cstring>
 
 namespace tarv::test {

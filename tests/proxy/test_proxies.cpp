@@ -4,37 +4,24 @@ namespace testproxy {
 
 using namespace tarv;
 
-TestProxy::TestProxy()
-{
-    isInput_ = 0;
-    type_ = "Test Proxy";
-}
-void TestProxy::releaseInterfaces()
-{
-    diagnostic_.reset();
-    cose_.reset();
-    CapeOpenBase::releaseInterfaces();
-}
-
+TestProxy::TestProxy() { isInput_ = 0; type_ = "Test Proxy"; }
+void TestProxy::releaseInterfaces() { diagnostic_.reset(); cose_.reset(); CapeOpenBase::releaseInterfaces(); }
 HRESULT TestProxy::PopUpMessage(BSTR message)
 {
     return proxyCall<LogMode::Assumed>(*this, "ICapeDiagnostic::PopUpMessage", diagnostic_,
         [&](ICapeDiagnostic* i) { return i->PopUpMessage(message); }, ReadOnlyCheck{}, InString{"message", message});
 }
-
 HRESULT TestProxy::LogMessage(BSTR message)
 {
     return proxyCall<LogMode::Assumed>(*this, "ICapeDiagnostic::LogMessage", diagnostic_,
         [&](ICapeDiagnostic* i) { return i->LogMessage(message); }, InString{"message", message});
 }
-
 HRESULT TestProxy::get_NamedValueList(VARIANT* names)
 {
     return proxyCall<LogMode::Assumed>(*this, "ICapeCOSEUtilities::get_NamedValueList", cose_,
         [&](ICapeCOSEUtilities* i) { return i->get_NamedValueList(names); },
         OutVariant{"NamedValues", names, expect::strings, expect::mayBeEmpty});
 }
-
 HRESULT TestProxy::get_NamedValue(BSTR name, VARIANT* value)
 {
     return proxyCall<LogMode::Assumed>(*this, "ICapeCOSEUtilities::get_NamedValue", cose_,
@@ -48,19 +35,13 @@ ComPtr<IDispatch> createTestProxy(IUnknown* foreign, CallLog* log, ExposedObject
 }
 
 TestExposed::TestExposed() { type_ = "Test Exposed"; }
-void TestExposed::releaseInterfaces()
-{
-    collection_.reset();
-    ExposedObjectBase::releaseInterfaces();
-}
-
+void TestExposed::releaseInterfaces() { collection_.reset(); ExposedObjectBase::releaseInterfaces(); }
 HRESULT TestExposed::Item(VARIANT id, IDispatch** item)
 {
     WrapResult wrap{"Item", item, [this](IDispatch* made) { return createTestProxy(made, log_, this, readOnly_); }};
     return proxyCall<LogMode::Checked>(*this, "ICapeCollection::Item", collection_,
         [&](ICapeCollection* i) { return i->Item(id, wrap.slot()); }, InVariant{"id", id}, wrap);
 }
-
 HRESULT TestExposed::Count(LONG* count)
 {
     return proxyCall<LogMode::Checked>(*this, "ICapeCollection::Count", collection_,

@@ -1,6 +1,5 @@
 #pragma once
-// Proxies for the framework's tests: an outward proxy that exists only with a log (like a
-// material), an exposed root that exists with or without one (like a package), and a unit.
+// An outward proxy that exists only with a log, an exposed root with or without one, and a unit.
 #include "proxy/factory.h"
 #include "proxy/proxy_class.h"
 
@@ -18,7 +17,6 @@ public:
     HRESULT STDMETHODCALLTYPE get_NamedValueList(VARIANT* names) override;
     HRESULT STDMETHODCALLTYPE get_NamedValue(BSTR name, VARIANT* value) override;
     void releaseInterfaces() override;
-
 private:
     ComPtr<ICapeDiagnostic> diagnostic_;
     ComPtr<ICapeCOSEUtilities> cose_;
@@ -32,19 +30,16 @@ public:
     HRESULT STDMETHODCALLTYPE Item(VARIANT id, IDispatch** item) override;   // a TestProxy child
     HRESULT STDMETHODCALLTYPE Count(LONG* count) override;
     void releaseInterfaces() override;
-
 private:
     ComPtr<ICapeCollection> collection_;
 };
 
-// The unit operation's interface policy: IPersistStream refused with a note, and all its
-// interfaces answered while it has no foreign object.
+// The unit's interface policy: IPersistStream refused with a note, all interfaces answered before its object.
 class TestUnit : public tarv::ProxyClass<TestUnit, tarv::ExposedObjectBase, ICapeCollection, ICapeCollection> {
 public:
     TestUnit();
     HRESULT STDMETHODCALLTYPE Item(VARIANT, IDispatch**) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE Count(LONG*) override { return E_NOTIMPL; }
-
 protected:
     tarv::QueryPolicy queryPolicy() const override { return {true, true}; }
 };
