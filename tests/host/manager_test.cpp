@@ -12,7 +12,9 @@
 #include "support/dialogs.h"
 #include "support/process.h"
 #include "viewer_ids.h"
+
 #include <gtest/gtest.h>
+
 #include <fstream>
 #include <functional>
 #include <map>
@@ -62,11 +64,8 @@ const std::vector<FakeClass> kFakeClasses{
 
 void setValue(const std::string& key, const std::string& name, const std::string& value)
 {
-    HKEY h;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &h, nullptr), ERROR_SUCCESS);
-    RegSetValueExA(h, name.empty() ? nullptr : name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                   static_cast<DWORD>(value.size() + 1));
-    RegCloseKey(h);
+    EXPECT_EQ(RegSetKeyValueA(HKEY_LOCAL_MACHINE, key.c_str(), name.empty() ? nullptr : name.c_str(), REG_SZ, value.c_str(),
+                              static_cast<DWORD>(value.size() + 1)), ERROR_SUCCESS) << key;
 }
 
 // Each item of a menu: its text, "+" when checked, "~" when grayed; "-" for a separator.

@@ -2,7 +2,9 @@
 #include "com/bstr.h"
 #include "support/log_capture.h"
 #include "support/process.h"
+
 #include <gtest/gtest.h>
+
 #include <map>
 #include <sstream>
 

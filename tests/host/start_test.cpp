@@ -2,6 +2,7 @@
 #include "host/class_table.h"
 #include "host/module.h"
 #include "host/server.h"
+
 #include <gtest/gtest.h>
 
 using tarv::StartDecision;

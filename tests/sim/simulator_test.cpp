@@ -1,6 +1,8 @@
 // tarv_simulator.exe against the kit's containers in process: its flash, its summaries, its failure reports.
 #include "support/process.h"
+
 #include <gtest/gtest.h>
+
 #include <algorithm>
 #include <regex>
 #include <sstream>

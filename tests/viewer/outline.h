@@ -1,10 +1,10 @@
 #pragma once
-// The record tree and the error list as text, so that what the reader hands on and what the
-// viewer's controls show compare as strings: one line per item in pre-order (two blanks per level,
-// the image index, the text, " +" for an item marked as having children), then one line per list
-// row ("row", the image index, the text, "-> #" and the number of its item). Log files by hand.
+// The record tree and the error list as text, so that what the reader hands on and what the controls
+// show compare as strings: per item in pre-order two blanks a level, the image, the text, " +" when
+// marked as having children; then per list row "row", the image, the text, "-> #" and its item's number.
 #include "viewer/log_reader.h"
 #include "viewer/sample_log.h"
+
 #include <windows.h>
 #include <commctrl.h>
 #include <fstream>

@@ -4,7 +4,9 @@
 #include "com/bstr.h"
 #include "support/log_capture.h"
 #include "support/process.h"
+
 #include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -3,6 +3,7 @@
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "log/call_log.h"
+
 #include <share.h>
 #include <vector>
 

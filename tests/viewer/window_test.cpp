@@ -8,7 +8,9 @@
 #include "support/process.h"
 #include "viewer/view_log_dlg.h"
 #include "viewer_ids.h"
+
 #include <gtest/gtest.h>
+
 #include <share.h>
 
 using testsupport::DialogAnswerer;
