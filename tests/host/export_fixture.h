@@ -1,6 +1,5 @@
 #pragma once
-// The set-up of end-to-end tests of the server: a clean store and log folder, the server's
-// objects created out of process, and what the server left behind.
+// End-to-end tests of the server: a clean store and log folder, its objects, what it left behind.
 #include "com/bstr.h"
 #include "com/com_ptr.h"
 #include "com/variant.h"
@@ -34,8 +33,7 @@ class ExportTest : public testing::Test {
 protected:
     void SetUp() override
     {
-        // A server still ending from the previous test would race with the next activation.
-        ASSERT_TRUE(waitForServerExit());
+        ASSERT_TRUE(waitForServerExit());   // one still ending would race with the next activation
         RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\TARV");
         tarv::ServerOptions options;
         options.autoLogLocation = 1;
@@ -52,12 +50,19 @@ protected:
     }
 
     // A record of the store, saved at once; logging on uses the automatic log location.
-    static void addRecord(const CLSID& clsid, tarv::PackageKind kind, const wchar_t* packageName,
-                          const wchar_t* displayName, bool logging = false)
+    static void addRecord(const CLSID& clsid, tarv::PackageKind kind, const wchar_t* packageName, const wchar_t* displayName,
+                          bool logging = false)
     {
-        auto record = std::make_unique<tarv::ExportedPackage>();
-        *record = {clsid, kind, packageName, displayName, logging ? 1 : 0};
-        tarv::exportedPackages().push_back(std::move(record));
+        tarv::exportedPackages().push_back(
+            std::make_unique<tarv::ExportedPackage>(tarv::ExportedPackage{clsid, kind, packageName, displayName, logging ? 1 : 0}));
+        tarv::savePackages();
+    }
+    // After a logged run of the only record: one log, and the record no longer logged.
+    static void stopLogging()
+    {
+        ASSERT_TRUE(waitForServerExit());
+        ASSERT_EQ(logFiles().size(), 1u);
+        tarv::exportedPackages()[0]->loggingEnabled = 0;
         tarv::savePackages();
     }
     static std::vector<std::wstring> storedNames()
@@ -66,7 +71,6 @@ protected:
         for (const auto& p : tarv::exportedPackages()) names.push_back(p->displayName);
         return names;
     }
-
     template <class I>
     static tarv::ComPtr<I> create(const CLSID& clsid)
     {
@@ -74,15 +78,13 @@ protected:
         EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, __uuidof(I), object.putVoid()), S_OK);
         return object;
     }
-
     // What a manager's CAPE-OPEN error interfaces say about its last failure.
     static ManagerErrors managerErrors(IUnknown* manager)
     {
         ManagerErrors e;
         tarv::ComPtr<ECapeUser> user;
         tarv::ComPtr<ECapeRoot> root;
-        if (FAILED(manager->QueryInterface(IID_ECapeUser, user.putVoid())) ||
-            FAILED(manager->QueryInterface(IID_ECapeRoot, root.putVoid())))
+        if (FAILED(manager->QueryInterface(IID_ECapeUser, user.putVoid())) || FAILED(manager->QueryInterface(IID_ECapeRoot, root.putVoid())))
             return e;
         tarv::Bstr text;
         user->get_code(&e.code);
@@ -102,7 +104,6 @@ protected:
         if (SUCCEEDED(object->QueryInterface(IID_ICapeIdentification, id.putVoid()))) id->get_ComponentName(name.put());
         return name.wide();
     }
-
     // What the liar package reads inside the server when asked for phase info on kit::kLieLocks
     // (the server's locks) or kit::kLieLiveObjects (the components' live objects).
     static LONG probe(ICapeThermoPhases* phases, const wchar_t* what)
@@ -111,7 +112,6 @@ protected:
         EXPECT_EQ(phases->GetPhaseInfo(tarv::Bstr(what).get(), tarv::Bstr(L"").get(), value.put()), S_OK);
         return value.get().vt == VT_I4 ? value.get().lVal : -1;
     }
-
     static bool waitForServerExit(DWORD milliseconds = 10000)
     {
         for (DWORD waited = 0;; waited += 50, Sleep(50)) {
@@ -125,7 +125,6 @@ protected:
             if (!running || waited >= milliseconds) return !running;
         }
     }
-
     // The log files in the automatic location, oldest first (read with testsupport::readLog).
     static std::vector<std::string> logFiles()
     {

@@ -1,6 +1,4 @@
-// The manager window and the add-package dialog as a user meets them: real controls in this
-// process, driven through their messages; the dialogs they open are answered from other threads.
-// Discovery runs on the test prefix's registry, with the kit's components and a few class keys.
+// The manager window and the add-package dialog driven through their messages, as a user meets them.
 #include "com/bstr.h"
 #include "host/add_package_dlg.h"
 #include "host/discovery.h"
@@ -17,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <functional>
 #include <map>
 #include <thread>
@@ -43,11 +42,7 @@ INT_PTR withDialog(const char* caption, const std::function<void(HWND)>& drive, 
 }
 
 // Class keys under HKLM\Software\Classes\CLSID: categories, and "Subkey\Value" -> text.
-struct FakeClass {
-    std::string key;
-    std::vector<const char*> categories;
-    std::map<std::string, std::string> values;
-};
+struct FakeClass { std::string key; std::vector<const char*> categories; std::map<std::string, std::string> values; };
 
 constexpr const char* kManager11 = "{CF51E383-0110-4ed8-ACB7-B50CFDE6908E}";
 constexpr const char* kPackage11 = "{cf51e384-0110-4ED8-acb7-b50cfde6908e}";   // case differs from the table
@@ -69,11 +64,8 @@ const std::vector<FakeClass> kFakeClasses{
 
 void setValue(const std::string& key, const std::string& name, const std::string& value)
 {
-    HKEY h;
-    ASSERT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &h, nullptr), ERROR_SUCCESS);
-    RegSetValueExA(h, name.empty() ? nullptr : name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                   static_cast<DWORD>(value.size() + 1));
-    RegCloseKey(h);
+    EXPECT_EQ(RegSetKeyValueA(HKEY_LOCAL_MACHINE, key.c_str(), name.empty() ? nullptr : name.c_str(), REG_SZ, value.c_str(),
+                              static_cast<DWORD>(value.size() + 1)), ERROR_SUCCESS) << key;
 }
 
 // Each item of a menu: its text, "+" when checked, "~" when grayed; "-" for a separator.
@@ -119,7 +111,6 @@ protected:
         exportedPackages().clear();
         RegDeleteTreeA(HKEY_CURRENT_USER, "Software\\TARV");
     }
-
     static void addRecord(const CLSID& clsid, PackageKind kind, const wchar_t* name, const wchar_t* display, int logging)
     {
         exportedPackages().push_back(std::make_unique<ExportedPackage>(ExportedPackage{clsid, kind, name, display, logging}));
@@ -135,18 +126,15 @@ protected:
         exportedPackages() = std::move(saved);
         return rows;
     }
-
     void open()
     {
         manager = std::make_unique<CPackageManagerDlg>();
         CTARVModule::instance().managerWindow = manager.get();
-        window = manager->create();
-        ASSERT_NE(window, nullptr);
+        ASSERT_NE(window = manager->create(), nullptr);
         ShowWindow(window, SW_SHOWNORMAL);
         list = GetDlgItem(window, IDC_PACKAGE_LIST);
     }
     void command(int id) { SendMessageA(window, WM_COMMAND, id, 0); }
-
     // Each row: "text|type|check state image".
     std::vector<std::string> rows()
     {
@@ -181,17 +169,14 @@ protected:
         SendMessageA(window, WM_INITMENUPOPUP, reinterpret_cast<WPARAM>(menu), index);
         return items(menu);
     }
-
     std::unique_ptr<CPackageManagerDlg> manager;
-    HWND window = nullptr;
-    HWND list = nullptr;
+    HWND window = nullptr, list = nullptr;
 };
 
 // The add-package dialog's tree, read from another thread.
 struct Tree {
     HWND tree;
     CAddPackageDlg* dialog = nullptr;   // for the kind of the entries behind top-level items
-
     HTREEITEM next(UINT relation, HTREEITEM item = nullptr) const
     {
         return reinterpret_cast<HTREEITEM>(SendMessageA(tree, TVM_GETNEXTITEM, relation, reinterpret_cast<LPARAM>(item)));
@@ -224,23 +209,10 @@ struct Tree {
     }
     void select(HTREEITEM h) const { SendMessageA(tree, TVM_SELECTITEM, TVGN_CARET, reinterpret_cast<LPARAM>(h)); }
     // Selects the item and opens it as a user does, with the right arrow key.
-    void open(HTREEITEM h) const
-    {
-        select(h);
-        SendMessageA(tree, WM_KEYDOWN, VK_RIGHT, 0);
-    }
-    static void choose(HWND dialog, const std::string& label)
-    {
-        Tree tree{GetDlgItem(dialog, IDC_COMPONENT_TREE)};
-        tree.select(tree.find(label));
-        SendMessageA(dialog, WM_COMMAND, IDOK, 0);
-    }
+    void open(HTREEITEM h) const { select(h); SendMessageA(tree, WM_KEYDOWN, VK_RIGHT, 0); }
 };
 
-bool contains(const std::vector<std::string>& all, const std::string& one)
-{
-    return std::find(all.begin(), all.end(), one) != all.end();
-}
+bool contains(const std::vector<std::string>& all, const std::string& one) { return std::find(all.begin(), all.end(), one) != all.end(); }
 
 } // namespace
 
@@ -263,13 +235,11 @@ TEST_F(ManagerTest, TheWindowShowsTheStoreSavesEachChangeAtOnceAndOpensWhatItsMe
     char about[64] = "";
     GetMenuStringA(GetSystemMenu(window, FALSE), ID_SYSTEM_ABOUT, about, sizeof about, MF_BYCOMMAND);
     EXPECT_STREQ(about, "&About TARV...");
-
     // Nothing selected: remove and logging are grayed, and do nothing.
     EXPECT_EQ(popup(1), (std::vector<std::string>{"&Add package...", "&Remove package...~"}));
     EXPECT_EQ(popup(2)[0], "&Enable logging~");
     command(ID_PACKAGE_REMOVE);
     EXPECT_EQ(stored().size(), 3u);
-
     // A check box click changes the store at once; the same state again saves nothing.
     setRowState(1, 0x2000, LVIS_STATEIMAGEMASK);
     setRowState(0, 0x1000, LVIS_STATEIMAGEMASK);
@@ -291,11 +261,16 @@ TEST_F(ManagerTest, TheWindowShowsTheStoreSavesEachChangeAtOnceAndOpensWhatItsMe
     exportedPackages().clear();
     loadPackages();
     EXPECT_EQ(rows().size(), 2u);
-
     // Adding refuses a display name already exported, ignoring case.
     exportedPackages()[0]->displayName = L"tarvkit PACKAGE 1.0";
     savePackages();
-    auto choose = [](const char* label) { return [label](HWND d) { Tree::choose(d, label); }; };
+    auto choose = [](const char* label) {
+        return [label](HWND d) {
+            Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE)};
+            tree.select(tree.find(label));
+            SendMessageA(d, WM_COMMAND, IDOK, 0);
+        };
+    };
     withDialog("Export package:", choose("TARVKit Ideal Package"), [&] { return SendMessageA(window, WM_COMMAND, ID_PACKAGE_ADD, 0); });
     EXPECT_EQ(stored().back(), "TARVKit Ideal Package|1");
     EXPECT_EQ(rows().back(), "TARVKit Ideal Package|PP 1.1|2");
@@ -303,11 +278,10 @@ TEST_F(ManagerTest, TheWindowShowsTheStoreSavesEachChangeAtOnceAndOpensWhatItsMe
         DialogAnswerer refused("Add package:", IDOK);
         withDialog("Export package:", choose("TARVKit Package 1.0"), [&] { return SendMessageA(window, WM_COMMAND, ID_PACKAGE_ADD, 0); });
         ASSERT_TRUE(refused.wait());
-        EXPECT_EQ(refused.seen()[0].text, "The selected property package is already exported");
-        EXPECT_EQ(refused.seen()[0].icon, static_cast<UINT>(MB_ICONINFORMATION));
+        EXPECT_EQ(refused.seen()[0].text + "|" + std::to_string(refused.seen()[0].icon),
+                  "The selected property package is already exported|" + std::to_string(MB_ICONINFORMATION));
         EXPECT_EQ(stored().size(), 3u);
     }
-
     // About, from the Help menu and the system menu; Help without its file; View log.
     for (auto [kind, id] : {std::pair{WM_COMMAND, ID_HELP_ABOUT}, {WM_SYSCOMMAND, ID_SYSTEM_ABOUT}}) {
         char version[256] = "", address[256] = "";
@@ -324,15 +298,13 @@ TEST_F(ManagerTest, TheWindowShowsTheStoreSavesEachChangeAtOnceAndOpensWhatItsMe
         ASSERT_TRUE(help.wait());
         char module[MAX_PATH];
         std::string folder(module, GetModuleFileNameA(nullptr, module, MAX_PATH));
-        EXPECT_EQ(help.seen()[0].text, "Failed to load HTML Help file " + folder.substr(0, folder.rfind('\\') + 1) + "MIRB.chm");
-        EXPECT_EQ(help.seen()[0].icon, static_cast<UINT>(MB_ICONERROR));
+        EXPECT_EQ(help.seen()[0].text + "|" + std::to_string(help.seen()[0].icon),
+                  "Failed to load HTML Help file " + folder.substr(0, folder.rfind('\\') + 1) + "MIRB.chm|" + std::to_string(MB_ICONERROR));
     }
     char temp[MAX_PATH];
     GetTempPathA(MAX_PATH, temp);
     const std::string log = std::string(temp) + "manager-view.tlg";
-    FILE* f = std::fopen(log.c_str(), "w");
-    std::fputs("<?xml version=\"1.0\"?>\n<tarvlogdocument>\n<info value=\"Alpha\"/>\n</tarvlogdocument>\n", f);
-    std::fclose(f);
+    std::ofstream(log) << "<?xml version=\"1.0\"?>\n<tarvlogdocument>\n<info value=\"Alpha\"/>\n</tarvlogdocument>\n";
     {
         DialogAnswerer file("View log file:", IDOK, 1, log);
         command(ID_LOG_VIEW);
@@ -344,7 +316,6 @@ TEST_F(ManagerTest, TheWindowShowsTheStoreSavesEachChangeAtOnceAndOpensWhatItsMe
     PostMessageA(viewer, WM_COMMAND, ID_VIEW_CLOSE, 0);
     for (int i = 0; i < 500 && IsWindow(viewer); ++i) Sleep(10);
     DeleteFileA(log.c_str());
-
     // Enter does not close the window; Close does, and lets the process go.
     command(IDOK);
     EXPECT_TRUE(IsWindow(window));
@@ -363,37 +334,30 @@ TEST_F(ManagerTest, TheOptionsMenuFlipsTheStoredOptionsAndListsTheInstalledUnitO
     command(ID_OPTIONS_PROMPT_OPEN_LOG);
     ServerOptions saved;
     loadOptions(saved);
-    EXPECT_EQ(saved.autoLogLocation, 1);
-    EXPECT_EQ(saved.promptOpenLog, 0);
+    EXPECT_EQ(std::pair(saved.autoLogLocation, saved.promptOpenLog), std::pair(1, 0));
     // Another process changed them: the menu shows the registry's state.
     saved.autoLogLocation = 0;
     saveOptions(saved);
     EXPECT_EQ(popup(3)[0], "&Automatic log location");
-
     // Discovery: the kit's mixer and splitter by their labels, the server's own unit operation not.
     const auto& names = CTARVModule::instance().unitOperationNames;
     std::vector<std::string> shown = popup(3, 2);
     ASSERT_EQ(shown.size(), names.size() + 2);
-    EXPECT_EQ(shown[0], "&Ask user+");
-    EXPECT_EQ(shown[1], "-");
+    EXPECT_EQ(shown[0] + shown[1], "&Ask user+-");
     const auto mixer = std::find(names.begin(), names.end(), "Kit Mixer (adiabatic)");
     ASSERT_NE(mixer, names.end());
     EXPECT_TRUE(contains(names, "Kit Splitter"));
     EXPECT_FALSE(contains(names, "VESKER Logged Unit Operation (x64) (VESKER Logged Unit Operation (x64))"));
-
     const int mixerId = ID_UNIT_FIRST + static_cast<int>(mixer - names.begin());
     CLSID mixerClass;
     CLSIDFromString(toWide(kMixer).c_str(), &mixerClass);
-    struct Case {
-        int command;
-        CLSID stored, expected;   // before the command, saved after it
-        const char* last;         // the last item shown before the command
-    } cases[] = {
+    // The command; the class stored before it and saved after it; the last item shown before it.
+    const struct { int command; CLSID stored, expected; const char* last; } cases[] = {
         {mixerId, CLSID{}, mixerClass, nullptr},
         {ID_UNIT_UNKNOWN, kit::CLSID_KitObject, kit::CLSID_KitObject, "<Unknown>+"},   // changes nothing
         {ID_OPTIONS_ASK_USER, kit::CLSID_KitObject, CLSID{}, "<Unknown>+"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         options.loggedUnitOperation = c.stored;
         saveOptions(options);
         shown = popup(3, 2);
@@ -412,10 +376,7 @@ TEST_F(ManagerTest, TheOptionsMenuFlipsTheStoredOptionsAndListsTheInstalledUnitO
 TEST_F(ManagerTest, TheAddPackageDialogOffersTheComponentsByCategoryOpensContainersAndTakesAChoice)
 {
     // The top level, with each generation hidden as the server's own dialogs hide them.
-    struct Filter {
-        int hide10, hide11, hideReaction;
-        std::vector<std::string> present, absent;
-    } filters[] = {
+    const struct { int hide10, hide11, hideReaction; std::vector<std::string> present, absent; } filters[] = {
         {0, 0, 0,
          {"Kit Twice|0|0|1", "Kit Twice|1|1|0", kBare + std::string("|1|1|0"), "Kit.Reactions|4|11|1", "Kit.Reaction.1|5|12|0",
           "TARVKit Package Manager|0|0|1", "TARVKit Thermo System|2|0|1", "TARVKit Package 1.0|3|1|0",
@@ -425,7 +386,7 @@ TEST_F(ManagerTest, TheAddPackageDialogOffersTheComponentsByCategoryOpensContain
         {1, 0, 1, {"Kit Twice|0|0|1", "TARVKit Ideal Package|1|1|0"}, {"TARVKit Thermo System|2|0|1", "Kit.Reactions|4|11|1"}},
         {1, 1, 0, {"Kit.Reactions|4|11|1", "Kit.Reaction.1|5|12|0"}, {"Kit Twice|0|0|1"}},
     };
-    for (const Filter& c : filters) {
+    for (const auto& c : filters) {
         CAddPackageDlg dialog;
         dialog.hideProperty10 = c.hide10;
         dialog.hideProperty11 = c.hide11;
@@ -443,16 +404,12 @@ TEST_F(ManagerTest, TheAddPackageDialogOffersTheComponentsByCategoryOpensContain
         }));
         EXPECT_TRUE(logging);
     }
-
     // Opening a container asks it for its packages once it has them, and tells each failure.
     const std::string aromatics = "Ideal Aromatics|1", alkanes = "Ideal Alkanes|1";
     const std::string failingList = "Failed to get a list of property packages from property package manager: " +
                                     toNarrow(kit::kFailingListText);
     const std::string noReactions = "Failed to create reaction package mananger: " + toNarrow(systemErrorText(REGDB_E_CLASSNOTREG));
-    struct Opening {
-        const char* label;
-        std::vector<std::string> children, messages;   // messages at two openings
-    } openings[] = {
+    const struct { const char* label; std::vector<std::string> children, messages; } openings[] = {   // messages at two openings
         {"TARVKit Package Manager", {alkanes, aromatics}, {}},
         {"TARVKit Thermo System", {alkanes, aromatics}, {}},
         {"TARVKit Manager Listing Nothing", {}, {}},
@@ -462,12 +419,7 @@ TEST_F(ManagerTest, TheAddPackageDialogOffersTheComponentsByCategoryOpensContain
         {"Kit.Reactions", {}, {noReactions, noReactions}},
     };
     // What OK takes: nothing on a container or a reaction package, else the choice with its logging.
-    struct Choice {
-        const char* label;
-        const char* child;
-        bool logging;
-        ExportedPackage result;
-    } choices[] = {
+    const struct { const char* label; const char* child; bool logging; ExportedPackage result; } choices[] = {
         {"TARVKit Package Manager", "Ideal Aromatics", false,
          {kit::CLSID_PackageManager, PropertyPackageManager11, L"Ideal Aromatics", L"TARVKit Package Manager/Ideal Aromatics", 0}},
         {"TARVKit Thermo System", "Ideal Alkanes", true,
@@ -476,11 +428,11 @@ TEST_F(ManagerTest, TheAddPackageDialogOffersTheComponentsByCategoryOpensContain
          {kit::CLSID_Package10, PropertyPackage10, L"TARVKit Package 1.0", L"TARVKit Package 1.0", 1}},
     };
     bool first = true;
-    for (const Choice& c : choices) {
+    for (const auto& c : choices) {
         CAddPackageDlg dialog;
         const INT_PTR end = withDialog("Export package:", [&](HWND d) {
             Tree tree{GetDlgItem(d, IDC_COMPONENT_TREE), &dialog};
-            for (const Opening& o : openings) {
+            for (const auto& o : openings) {
                 if (!first) break;
                 HTREEITEM item = tree.find(o.label);
                 std::vector<std::string> messages;

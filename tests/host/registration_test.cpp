@@ -1,5 +1,4 @@
-// Registration of the server, read back key by key from the registry of the test prefix:
-// machine-wide, its reverse, and per user.
+// Registration of the server, read back key by key: machine-wide, its reverse, and per user.
 #include "com/bstr.h"
 #include "support/log_capture.h"
 #include "support/process.h"
@@ -26,8 +25,7 @@ long runServer(const std::string& arguments)
 
 const std::string kLibrary = "TypeLib\\{8032C600-BA13-484F-A25F-3DFB47FCA46D}";
 
-// "key|value name" or "key" (its default value): the text, "<present>" for a key without a
-// default value, "<missing>" when neither is there.
+// "key|value name" or "key" (its default value): the text, "<present>" for a key without one, or "<missing>".
 std::string read(HKEY root, const std::string& entry)
 {
     const size_t bar = entry.find('|');
@@ -42,8 +40,7 @@ std::string read(HKEY root, const std::string& entry)
     return "<present>";
 }
 
-// Every key and value that registration writes below the classes' root, kept as expected data
-// with the quoted server path in place of %SERVER%.
+// Every key and value registration writes below the classes' root, %SERVER% the quoted server path.
 std::map<std::string, std::string> expectedEntries()
 {
     std::map<std::string, std::string> e;
@@ -94,7 +91,6 @@ TEST_F(RegistrationTest, MachineWideWritesEveryKeyAndValueAndUnregistrationTakes
     EXPECT_EQ(read(HKEY_CLASSES_ROOT, kLibrary + "\\1.0"), "TARV 1.0 Type Library x64");
     EXPECT_NE(read(HKEY_CLASSES_ROOT, kLibrary + "\\1.0\\409\\win64"), "<missing>");
     EXPECT_EQ(read(HKEY_CLASSES_ROOT, "Interface\\{23A15B93-9C6C-4EB6-BFB6-0F090C17B6B9}\\TypeLib"), kLibrary.substr(8));
-
     ASSERT_EQ(runServer("/UnregServer"), 0);
     for (const auto& entry : expectedEntries()) EXPECT_EQ(read(machine, entry.first), "<missing>") << entry.first;
     // The parents are never removed.

@@ -1,5 +1,4 @@
-// What a start of the server does, by its command line, and how its class objects and shutdown
-// monitor come and go.
+// What a start of the server does by its command line; its class objects and shutdown monitor.
 #include "host/class_table.h"
 #include "host/module.h"
 #include "host/server.h"
@@ -11,11 +10,7 @@ using Kind = StartDecision::Kind;
 
 TEST(StartDecision, TheCommandLineChoosesRegistrationALogFileServingOrTheWindow)
 {
-    struct Case {
-        const char* line;
-        Kind kind;
-        const char* path;
-    } cases[] = {
+    const struct { const char* line; Kind kind; const char* path; } cases[] = {
         {"/RegServer", Kind::Registration, ""},
         {"-unregserverperuser", Kind::Registration, ""},
         {"C:\\logs\\regserver.tlg", Kind::Registration, ""},   // the text alone takes the branch
@@ -31,10 +26,9 @@ TEST(StartDecision, TheCommandLineChoosesRegistrationALogFileServingOrTheWindow)
         {"C:\\logs\\a.tlg\"", Kind::LogFile, "C:\\logs\\a.tlg\""},  // a trailing quote alone stays
         {"\"C:\\logs\\embedding.tlg\"", Kind::LogFile, "C:\\logs\\embedding.tlg"},
     };
-    for (const Case& c : cases) {
-        StartDecision d = tarv::decideStart(c.line);
-        EXPECT_EQ(d.kind, c.kind) << c.line;
-        EXPECT_EQ(d.path, c.path) << c.line;
+    for (const auto& c : cases) {
+        const StartDecision d = tarv::decideStart(c.line);
+        EXPECT_EQ(std::pair(d.kind, d.path), std::pair(c.kind, std::string(c.path))) << c.line;
     }
 }
 
@@ -49,8 +43,7 @@ HRESULT createNothing(IUnknown*, REFIID, void** out)
 bool registered(const CLSID& clsid)
 {
     IClassFactory* factory = nullptr;
-    HRESULT hr = CoGetClassObject(clsid, CLSCTX_LOCAL_SERVER, nullptr, IID_IClassFactory,
-                                  reinterpret_cast<void**>(&factory));
+    HRESULT hr = CoGetClassObject(clsid, CLSCTX_LOCAL_SERVER, nullptr, IID_IClassFactory, reinterpret_cast<void**>(&factory));
     if (factory) factory->Release();
     return SUCCEEDED(hr);
 }
@@ -67,11 +60,9 @@ TEST(ClassObjects, AFailedRegistrationLeavesNoneOfTheEarlierOnesReachable)
     const CLSID* clsids[] = {&first, &second, &third};
     IUnknown* objects[] = {&a, &b, nullptr};   // the third cannot be registered
     DWORD cookies[3] = {};
-
     EXPECT_EQ(tarv::registerClassObjects(clsids, objects, 2, cookies), S_OK);
     EXPECT_TRUE(registered(first));
     EXPECT_EQ(tarv::revokeClassObjects(cookies, 2), S_OK);
-
     EXPECT_TRUE(FAILED(tarv::registerClassObjects(clsids, objects, 3, cookies)));
     EXPECT_FALSE(registered(first));
     EXPECT_FALSE(registered(second));

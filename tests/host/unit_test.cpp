@@ -1,8 +1,5 @@
-// The logged unit operation end to end: this test is the simulator, with its own materials, an
-// energy stream and its own 1.0 property package; TARV64.exe serves UnitOperation64 and creates
-// the real unit (the sample flash drum, or one of the kit's variants of it) in its process.
+// The logged unit operation end to end: this test is the simulator, TARV64.exe creates the real unit.
 #include "host/export_fixture.h"
-
 #include "com/bstr.h"
 #include "com/variant.h"
 #include "ideal/parameters.h"
@@ -40,7 +37,6 @@ protected:
         options.loggedUnitOperation = unit;
         saveOptions(options);
     }
-
     // All logs of the test, once the server has ended, in one text.
     static std::string allLogs()
     {
@@ -49,22 +45,24 @@ protected:
         for (const std::string& path : logFiles()) text += readLog(path);
         return text;
     }
-
-    // The error records inside the first Calculate of the logs, by the object of the call that
-    // wrote them.
+    // The lines of the first Calculate of each log.
+    static std::vector<std::string> calculateRecords()
+    {
+        std::vector<std::string> lines;
+        for (const std::string& path : logFiles())
+            for (const std::string& line : testsupport::topLevelRecord(readLog(path), "<func name=\"ICapeUnit::Calculate\""))
+                lines.push_back(line);
+        return lines;
+    }
+    // The read-only errors inside Calculate, by the object of the call that wrote them.
     static std::map<std::string, size_t> errorsInCalculate()
     {
         std::map<std::string, size_t> errors;
         std::string object;
-        for (const std::string& path : logFiles()) {
-            for (const std::string& line :
-                 testsupport::topLevelRecord(readLog(path), "<func name=\"ICapeUnit::Calculate\"")) {
-                const size_t at = line.find(" object=\"");
-                if (line.rfind(" <func ", 0) == 0 && at != std::string::npos)
-                    object = line.substr(at + 9, line.find('"', at + 9) - at - 9);
-                if (line.find("<error value=\"This object should be considered read-only\"") != std::string::npos)
-                    ++errors[object];
-            }
+        for (const std::string& line : calculateRecords()) {
+            const size_t at = line.find(" object=\"");
+            if (line.rfind(" <func ", 0) == 0 && at != std::string::npos) object = line.substr(at + 9, line.find('"', at + 9) - at - 9);
+            if (line.find("<error value=\"This object should be considered read-only\"") != std::string::npos) ++errors[object];
         }
         return errors;
     }
@@ -79,9 +77,8 @@ struct Flowsheet {
 
     Flowsheet()
     {
-        EXPECT_EQ(CoCreateInstance(samples::CLSID_Package10, nullptr, CLSCTX_INPROC_SERVER,
-                                   IID_ICapeThermoPropertyPackage, thermo.putVoid()),
-                  S_OK);
+        EXPECT_EQ(CoCreateInstance(samples::CLSID_Package10, nullptr, CLSCTX_INPROC_SERVER, IID_ICapeThermoPropertyPackage,
+                                   thermo.putVoid()), S_OK);
         const std::vector<std::wstring> compounds{L"n-Pentane", L"n-Hexane", L"n-Heptane"};
         feed = sim::Material::create(compounds, {L"Vapor", L"Liquid"}, L"Feed");
         vapour = sim::Material::create(compounds, {L"Vapor", L"Liquid"}, L"Vapour");
@@ -107,39 +104,42 @@ struct Flowsheet {
 ComPtr<ICapeUnit> placeUnit()
 {
     ComPtr<ICapeUnit> unit;
-    EXPECT_EQ(CoCreateInstance(CLSID_UnitOperation64, nullptr, CLSCTX_LOCAL_SERVER, IID_ICapeUnit, unit.putVoid()),
-              S_OK);
+    EXPECT_EQ(CoCreateInstance(CLSID_UnitOperation64, nullptr, CLSCTX_LOCAL_SERVER, IID_ICapeUnit, unit.putVoid()), S_OK);
     return unit;
+}
+
+// The item `name` of a collection property (ports or parameters).
+template <class I>
+ComPtr<I> item(const ComPtr<IDispatch>& collection, const wchar_t* name)
+{
+    ComPtr<IDispatch> found;
+    auto items = collection.query<ICapeCollection>();
+    EXPECT_TRUE(items && items->Item(Variant::fromString(name).get(), found.put()) == S_OK) << toNarrow(name);
+    return found.query<I>();
 }
 
 ComPtr<ICapeUnitPort> port(ICapeUnit* unit, const wchar_t* name)
 {
-    ComPtr<IDispatch> ports, item;
+    ComPtr<IDispatch> ports;
     EXPECT_EQ(unit->get_ports(ports.put()), S_OK);
-    auto collection = ports.query<ICapeCollection>();
-    if (!collection) return nullptr;
-    EXPECT_EQ(collection->Item(Variant::fromString(name).get(), item.put()), S_OK);
-    return item.query<ICapeUnitPort>();
+    return item<ICapeUnitPort>(ports, name);
 }
 
 // Connects the four ports as a simulator does and returns the feed's port.
 ComPtr<ICapeUnitPort> connect(ICapeUnit* unit, const Flowsheet& f)
 {
     const std::pair<const wchar_t*, IDispatch*> streams[] = {
-        {L"Feed", f.feedObject()},
-        {L"Vapour", static_cast<ICapeThermoMaterialObject*>(f.vapour.get())},
-        {L"Liquid", static_cast<ICapeThermoMaterialObject*>(f.liquid.get())},
-        {L"Duty", f.duty.get()}};
+        {L"Feed", f.feedObject()}, {L"Vapour", static_cast<ICapeThermoMaterialObject*>(f.vapour.get())},
+        {L"Liquid", static_cast<ICapeThermoMaterialObject*>(f.liquid.get())}, {L"Duty", f.duty.get()}};
     for (const auto& [name, object] : streams) EXPECT_EQ(port(unit, name)->Connect(object), S_OK) << name;
     return port(unit, L"Feed");
 }
 
 ComPtr<ICapeParameter> drumParameter(IUnknown* unit, const wchar_t* name)
 {
-    ComPtr<IDispatch> parameters, item;
+    ComPtr<IDispatch> parameters;
     EXPECT_EQ(ComPtr<IUnknown>(unit).query<ICapeUtilities>()->get_parameters(parameters.put()), S_OK);
-    EXPECT_EQ(parameters.query<ICapeCollection>()->Item(Variant::fromString(name).get(), item.put()), S_OK);
-    return item.query<ICapeParameter>();
+    return item<ICapeParameter>(parameters, name);
 }
 
 void setDrum(IUnknown* unit, double T, double P)
@@ -156,27 +156,12 @@ std::pair<double, double> drumSettings(IUnknown* unit)
     return {T.get().dblVal, P.get().dblVal};
 }
 
-std::string bytesOf(IStream* stream)
-{
-    ULARGE_INTEGER size{};
-    LARGE_INTEGER zero{};
-    stream->Seek(zero, STREAM_SEEK_END, &size);
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    std::string bytes(static_cast<size_t>(size.QuadPart), '\0');
-    ULONG read = 0;
-    if (!bytes.empty()) stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &read);
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
-    return bytes;
-}
-
 ComPtr<IStream> streamOf(const std::string& bytes)
 {
     ComPtr<IStream> stream;
     EXPECT_EQ(CreateStreamOnHGlobal(nullptr, TRUE, stream.put()), S_OK);
-    ULONG written = 0;
-    stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), &written);
-    LARGE_INTEGER zero{};
-    stream->Seek(zero, STREAM_SEEK_SET, nullptr);
+    stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
+    stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr);
     return stream;
 }
 
@@ -185,22 +170,22 @@ std::pair<HRESULT, std::string> save(IUnknown* persistent)
 {
     ComPtr<IStream> stream = streamOf({});
     const HRESULT hr = ComPtr<IUnknown>(persistent).query<IPersistStreamInit>()->Save(stream.get(), TRUE);
-    return {hr, bytesOf(stream.get())};
+    ULARGE_INTEGER size{};
+    stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_END, &size);
+    stream->Seek(LARGE_INTEGER{}, STREAM_SEEK_SET, nullptr);
+    std::string bytes(static_cast<size_t>(size.QuadPart), '\0');
+    if (!bytes.empty()) stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr);
+    return {hr, bytes};
 }
 
 // The stream format's header: the class in its memory layout and the image's length.
 std::string header(const CLSID& clsid, size_t imageLength)
 {
-    std::string h(reinterpret_cast<const char*>(&clsid), sizeof clsid);
     const UINT32 n = static_cast<UINT32>(imageLength);
-    return h + std::string(reinterpret_cast<const char*>(&n), sizeof n);
+    return std::string(reinterpret_cast<const char*>(&clsid), sizeof clsid) + std::string(reinterpret_cast<const char*>(&n), sizeof n);
 }
 
-void* identity(IUnknown* object)
-{
-    ComPtr<IUnknown> unknown = ComPtr<IUnknown>(object).query<IUnknown>();
-    return unknown.get();
-}
+void* identity(IUnknown* object) { return ComPtr<IUnknown>(object).query<IUnknown>().get(); }
 
 } // namespace
 
@@ -209,8 +194,7 @@ TEST_F(UnitTest, TheFlashDrumRoadIsLoggedAndItsImageComesBackInANewUnit)
     configure(samples::CLSID_FlashDrum);
     Flowsheet f;
     std::string saved;
-    // A unit left empty, which also keeps the server running between the others.
-    auto empty = placeUnit();
+    auto empty = placeUnit();   // left empty; it also keeps the server running between the others
     ASSERT_TRUE(empty);
     {
         auto unit = placeUnit();
@@ -234,8 +218,7 @@ TEST_F(UnitTest, TheFlashDrumRoadIsLoggedAndItsImageComesBackInANewUnit)
     // Byte for byte: the drum's own image of the same settings behind its class and its length.
     {
         ComPtr<IUnknown> drum;
-        ASSERT_EQ(CoCreateInstance(samples::CLSID_FlashDrum, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, drum.putVoid()),
-                  S_OK);
+        ASSERT_EQ(CoCreateInstance(samples::CLSID_FlashDrum, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, drum.putVoid()), S_OK);
         ASSERT_EQ(drum.query<IPersistStreamInit>()->InitNew(), S_OK);
         setDrum(drum.get(), 335, 101325);
         const std::string image = save(drum.get()).second;
@@ -251,34 +234,27 @@ TEST_F(UnitTest, TheFlashDrumRoadIsLoggedAndItsImageComesBackInANewUnit)
     }
     // An empty unit saves its null class and no image; a stream cut inside the image loads nothing.
     EXPECT_EQ(save(empty.get()), std::make_pair(S_OK, std::string(20, '\0')));
-    {
-        auto cut = placeUnit();
-        EXPECT_EQ(cut.query<IPersistStreamInit>()->Load(streamOf(saved.substr(0, saved.size() - 1)).get()), E_FAIL);
-    }
+    EXPECT_EQ(placeUnit().query<IPersistStreamInit>()->Load(streamOf(saved.substr(0, saved.size() - 1)).get()), E_FAIL);
     empty = nullptr;
     const std::string logs = allLogs();
     ASSERT_EQ(logFiles().size(), 4u);   // the empty unit, the road's, the loaded one, the cut one
-    EXPECT_EQ(occurrences(logs, "Automatically creating user configured unit operation: " + std::string(kDrumClass)), 1u);
-    EXPECT_EQ(occurrences(logs, "Created unit operation from CLSID " + std::string(kDrumClass)), 2u)
-        << "the road's unit and the loaded one; the cut stream creates none";
-    EXPECT_EQ(occurrences(logs, "Replacing object by logged material object for port type CAPE_MATERIAL"), 3u);
-    EXPECT_EQ(occurrences(logs, "Replacing object by logged parameter collection for port type CAPE_ENERGY"), 1u);
-    EXPECT_EQ(occurrences(logs, "Using IPersistStreamInit::Save of logged PMC"), 1u);
-    EXPECT_EQ(occurrences(logs, "Using IPersistStreamInit::Load of logged PMC"), 1u);
-    EXPECT_EQ(occurrences(logs, "Read error during Load"), 1u);
+    // The road's unit and the loaded one are created; the cut stream creates none.
+    const std::pair<std::string, size_t> counts[] = {
+        {"Automatically creating user configured unit operation: " + std::string(kDrumClass), 1},
+        {"Created unit operation from CLSID " + std::string(kDrumClass), 2},
+        {"Replacing object by logged material object for port type CAPE_MATERIAL", 3},
+        {"Replacing object by logged parameter collection for port type CAPE_ENERGY", 1},
+        {"Using IPersistStreamInit::Save of logged PMC", 1}, {"Using IPersistStreamInit::Load of logged PMC", 1},
+        {"Read error during Load", 1}};
+    for (const auto& [text, count] : counts) EXPECT_EQ(occurrences(logs, text), count) << text;
     EXPECT_TRUE(errorsInCalculate().empty()) << "the drum only reads its feed";
     // The drum's calls to the streams stand inside Calculate, outward.
-    std::string inside;
-    for (const std::string& path : logFiles())
-        for (const std::string& line : testsupport::topLevelRecord(readLog(path), "<func name=\"ICapeUnit::Calculate\""))
-            inside += line + "\n";
-    ASSERT_FALSE(inside.empty());
-    for (const char* call :
-         {" <func name=\"ICapeThermoMaterialObject::GetProp\" direc=\"out\" object=\"Feed\">",
-          " <func name=\"ICapeThermoMaterialObject::CalcEquilibrium\" direc=\"out\" object=\"Vapour\">",
-          " <func name=\"ICapeThermoMaterialObject::SetProp\" direc=\"out\" object=\"Liquid\">",
-          " <func name=\"ICapeParameter::put_value\" direc=\"out\" object=\"work\">"})
-        EXPECT_NE(inside.find(call), std::string::npos) << call;
+    const std::vector<std::string> inside = calculateRecords();
+    for (const char* call : {" <func name=\"ICapeThermoMaterialObject::GetProp\" direc=\"out\" object=\"Feed\">",
+                             " <func name=\"ICapeThermoMaterialObject::CalcEquilibrium\" direc=\"out\" object=\"Vapour\">",
+                             " <func name=\"ICapeThermoMaterialObject::SetProp\" direc=\"out\" object=\"Liquid\">",
+                             " <func name=\"ICapeParameter::put_value\" direc=\"out\" object=\"work\">"})
+        EXPECT_NE(std::find(inside.begin(), inside.end(), call), inside.end()) << call;
 }
 
 TEST_F(UnitTest, AWriteToTheFeedIsReportedAndStillReachesIt)
@@ -300,41 +276,32 @@ TEST_F(UnitTest, AWriteToTheFeedIsReportedAndStillReachesIt)
     EXPECT_EQ(errors.size(), 1u) << "outlets are writable";
 }
 
-namespace {
-
-struct KindOfUnit {
-    const char* what;
-    CLSID clsid;
-    HRESULT saveResult;
-    bool image;                                          // Save wrote an image behind the header
-    std::vector<std::pair<std::string, size_t>> records;   // texts in the logs, and how often
-};
-
-} // namespace
-
 TEST_F(UnitTest, EachKindOfRealUnitIsSavedAndLoadedAsItCan)
 {
     const auto& v = kit::kUnitVariants;
-    const std::string tooSmall = "Size returned by GetSizeMax was too small";
-    const std::string huge = "Object reports rediculously high max file size.";
-    const KindOfUnit kinds[] = {
+    const std::string tooSmall = "Size returned by GetSizeMax was too small", huge = "Object reports rediculously high max file size.";
+    const struct {
+        const char* what;
+        CLSID clsid;
+        HRESULT saveResult;
+        bool image;                                            // Save wrote an image behind the header
+        std::vector<std::pair<std::string, size_t>> records;   // texts in the logs, and how often
+    } kinds[] = {
         {"IPersistStreamInit", samples::CLSID_FlashDrum, S_OK, true,
-         {{"Using IPersistStreamInit::Save of logged PMC", 1}, {"Using IPersistStreamInit::Load of logged PMC", 1},
-          {tooSmall, 0}}},
+         {{"Using IPersistStreamInit::Save of logged PMC", 1}, {"Using IPersistStreamInit::Load of logged PMC", 1}, {tooSmall, 0}}},
         {"IPersistStream only", v[0].clsid, S_OK, true,
          {{"Using IPersistStream::Save of logged PMC", 1}, {"Using IPersistStream::Load of logged PMC", 1}}},
-        {"neither", v[1].clsid, S_OK, false,
-         {{"Using IPersist", 0}, {"provides no interface for Load", 0}}},
+        {"neither", v[1].clsid, S_OK, false, {{"Using IPersist", 0}, {"provides no interface for Load", 0}}},
         {"GetSizeMax of 1", v[2].clsid, S_OK, true, {{tooSmall, 1}, {huge, 0}}},
         {"GetSizeMax of 2^32", v[3].clsid, S_OK, true, {{huge, 1}, {tooSmall, 0}}},
         {"Save returning S_FALSE", v[4].clsid, E_FAIL, false, {{"Object did not return S_OK from Save.", 1}}},
         {"Save failing", v[5].clsid, STG_E_MEDIUMFULL, false, {{"Object failed to Save.", 1}}},
     };
-    for (const KindOfUnit& k : kinds) {
+    for (const auto& k : kinds) {
         SCOPED_TRACE(k.what);
         for (const std::string& log : logFiles()) DeleteFileA(log.c_str());
         configure(k.clsid);
-        auto unit = placeUnit();   // kept until the end, so that the server stays
+        auto unit = placeUnit();                            // kept until the end, so that the server stays
         auto persist = unit.query<IPersistStreamInit>();   // before the real unit may hide it
         ASSERT_EQ(persist->InitNew(), S_OK);
         const std::pair<HRESULT, std::string> saved = save(persist.get());
@@ -347,9 +314,7 @@ TEST_F(UnitTest, EachKindOfRealUnitIsSavedAndLoadedAsItCan)
             EXPECT_EQ(saved.second.size() > 20, k.image);
             auto reloaded = placeUnit();
             EXPECT_EQ(reloaded.query<IPersistStreamInit>()->Load(streamOf(saved.second).get()), S_OK);
-            if (k.image) {
-                EXPECT_EQ(drumSettings(reloaded.get()), std::make_pair(330.0, 101325.0));
-            }
+            if (k.image) { EXPECT_EQ(drumSettings(reloaded.get()), std::make_pair(330.0, 101325.0)); }
         }
         persist = nullptr;
         unit = nullptr;
@@ -360,13 +325,10 @@ TEST_F(UnitTest, EachKindOfRealUnitIsSavedAndLoadedAsItCan)
 
 namespace {
 
-enum class Answer { Choose, DoubleClick };
-
-// Answers the selection dialog in the server: picks the flash drum from the list and confirms
-// with OK or a double click. Records what the list offered.
+// Answers the server's selection dialog with the flash drum, by OK or a double click; records what it offered.
 class SelectionDriver {
 public:
-    explicit SelectionDriver(Answer answer) : thread_([this, answer] { run(answer); }) {}
+    explicit SelectionDriver(bool doubleClick) : thread_([this, doubleClick] { run(doubleClick); }) {}
     ~SelectionDriver()
     {
         stop_ = true;
@@ -380,27 +342,23 @@ public:
     std::vector<std::string> offered;
 
 private:
-    void run(Answer answer)
+    void run(bool doubleClick)
     {
         HWND dialog = nullptr;
         while (!stop_ && !(dialog = FindWindowA(nullptr, "Select Unit Operation:"))) Sleep(10);
         if (!dialog) return;
         Sleep(50);
         HWND list = GetDlgItem(dialog, 211);
-        const LRESULT count = SendMessageA(list, LB_GETCOUNT, 0, 0);
-        LRESULT drum = -1;
-        for (LRESULT i = 0; i < count; ++i) {
+        LRESULT drum = 0;   // when missing, the test fails on the record; the dialog must not stay open
+        for (LRESULT i = 0, count = SendMessageA(list, LB_GETCOUNT, 0, 0); i < count; ++i) {
             wchar_t text[512] = L"";
             SendMessageW(list, LB_GETTEXT, static_cast<WPARAM>(i), reinterpret_cast<LPARAM>(text));
             offered.push_back(toNarrow(text));
             if (offered.back().rfind("TARVKit Flash Drum (", 0) == 0) drum = i;
         }
-        if (drum < 0) drum = 0;   // the test fails on the record; the dialog must not stay open
         SendMessageA(list, LB_SETCURSEL, static_cast<WPARAM>(drum), 0);
-        if (answer == Answer::Choose)
-            PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, IDOK)));
-        else
-            PostMessageA(dialog, WM_COMMAND, MAKEWPARAM(211, LBN_DBLCLK), reinterpret_cast<LPARAM>(list));
+        PostMessageA(dialog, WM_COMMAND, doubleClick ? MAKEWPARAM(211, LBN_DBLCLK) : MAKEWPARAM(IDOK, BN_CLICKED),
+                     reinterpret_cast<LPARAM>(doubleClick ? list : GetDlgItem(dialog, IDOK)));
         done_ = true;
     }
     std::atomic<bool> stop_{false}, done_{false};
@@ -411,17 +369,17 @@ private:
 
 TEST_F(UnitTest, TheUserChoosesTheUnitInTheSelectionDialog)
 {
-    for (Answer answer : {Answer::Choose, Answer::DoubleClick}) {
-        SCOPED_TRACE(answer == Answer::Choose ? "OK" : "double click");
+    for (bool doubleClick : {false, true}) {
+        SCOPED_TRACE(doubleClick ? "double click" : "OK");
         configure(CLSID_NULL);
         {
             auto unit = placeUnit();
-            SelectionDriver driver(answer);
+            SelectionDriver driver(doubleClick);
             EXPECT_EQ(unit.query<IPersistStreamInit>()->InitNew(), S_OK);
             ASSERT_TRUE(driver.wait());
             EXPECT_GT(driver.offered.size(), std::size(kit::kUnitVariants));
             for (const std::string& entry : driver.offered) EXPECT_EQ(entry.find("VESKER"), std::string::npos) << entry;
-            EXPECT_EQ(testsupport::ExportTest::componentName(unit.get()), L"Flash Drum");
+            EXPECT_EQ(componentName(unit.get()), L"Flash Drum");
         }
         EXPECT_EQ(occurrences(allLogs(), "Creating user selected unit operation: " + std::string(kDrumClass)), 1u);
         for (const std::string& log : logFiles()) DeleteFileA(log.c_str());
@@ -432,32 +390,30 @@ TEST_F(UnitTest, ACancelledSelectionIsToldAndInitializeAsksAgain)
 {
     configure(CLSID_NULL);
     std::vector<testsupport::SeenDialog> boxes;
+    const std::string cancelled = "Unit Operation selection has been cancelled. Unit Operation will not be functional.";
     {
         auto unit = placeUnit();
         {
-            DialogAnswerer cancel("Select Unit Operation:", IDCANCEL);
-            DialogAnswerer box("Unit Operation", IDOK);
+            DialogAnswerer cancel("Select Unit Operation:", IDCANCEL), box("Unit Operation", IDOK);
             EXPECT_EQ(unit.query<IPersistStreamInit>()->InitNew(), E_FAIL);
             EXPECT_TRUE(box.wait());
             boxes = box.seen();
         }
-        SelectionDriver driver(Answer::Choose);
+        SelectionDriver driver(false);
         EXPECT_EQ(unit.query<ICapeUtilities>()->Initialize(), S_OK);
         EXPECT_TRUE(driver.wait());
     }
     ASSERT_EQ(boxes.size(), 1u);
-    EXPECT_EQ(boxes[0].text, "Unit Operation selection has been cancelled. Unit Operation will not be functional.");
+    EXPECT_EQ(boxes[0].text, cancelled);
     EXPECT_TRUE(boxes[0].hasIcon);
     const std::string logs = allLogs();
-    const std::vector<std::string> order{
-        "Unit Operation selection has been cancelled. Unit Operation will not be functional.",
-        "<func name=\"ICapeUtilities::Initialize\"", "Load or InitNew needs to be called before Initialize",
-        "Attempting to remedy by calling InitNew", "Creating user selected unit operation: " + std::string(kDrumClass)};
     size_t at = 0;
-    for (const std::string& text : order) {
+    for (const std::string& text : {cancelled, std::string("<func name=\"ICapeUtilities::Initialize\""),
+                                    std::string("Load or InitNew needs to be called before Initialize"),
+                                    std::string("Attempting to remedy by calling InitNew"),
+                                    "Creating user selected unit operation: " + std::string(kDrumClass)}) {
         at = logs.find(text, at);
-        EXPECT_NE(at, std::string::npos) << text;
-        if (at == std::string::npos) break;
+        ASSERT_NE(at, std::string::npos) << text;
     }
 }
 
@@ -473,14 +429,13 @@ TEST_F(UnitTest, WithTheLogDeclinedTheUnitWorksWithNoProxyBelowIt)
             EXPECT_TRUE(decline.wait());
         }
         ASSERT_EQ(unit.query<IPersistStreamInit>()->InitNew(), S_OK);
-        ComPtr<IDispatch> ports;
+        ComPtr<IDispatch> ports, connected;
         ASSERT_EQ(unit->get_ports(ports.put()), S_OK);
         EXPECT_FALSE(ports.query<IOriginalObject64>(IID_IOriginalObject64)) << "the real unit's own port collection";
         auto feedPort = connect(unit.get(), f);
         EXPECT_FALSE(feedPort.query<IOriginalObject64>(IID_IOriginalObject64));
         ASSERT_EQ(unit->Calculate(), S_OK);
         EXPECT_NEAR(f.flow(*f.vapour.get()) + f.flow(*f.liquid.get()), 1.0, 1e-12);
-        ComPtr<IDispatch> connected;
         ASSERT_EQ(feedPort->get_connectedObject(connected.put()), S_OK);
         EXPECT_EQ(identity(connected.get()), identity(f.feedObject()));
         EXPECT_EQ(unit.query<ICapeUtilities>()->Terminate(), S_OK);

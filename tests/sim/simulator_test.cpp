@@ -1,5 +1,4 @@
-// tarv_simulator.exe run against the kit's registered containers in process: its flash against a
-// hand calculation, its 1.0 and 1.1 roads agreeing, other runs' summaries, its failure reports.
+// tarv_simulator.exe against the kit's containers in process: its flash, its summaries, its failure reports.
 #include "support/process.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +10,6 @@
 namespace {
 
 struct ChildRun { DWORD exitCode = 0xFFFFFFFF; std::string out, err; };
-
 ChildRun simulate(const std::wstring& args)
 {
     ChildRun r;
@@ -62,7 +60,6 @@ TEST(Simulator, TwoPhaseFlashMatchesHandCalculationAndBalancesAndBothRoadsAgree)
     ASSERT_EQ(rho.size(), 2u);
     EXPECT_NEAR(rho[0], 101325.0 / (8.314462618 * 370.0), 1e-3);
     EXPECT_GT(rho[1], 100 * rho[0]);
-
     // The 1.0 road prints the same table, less the K-values, a 1.1 two-phase property.
     const ChildRun r10 = simulate(L"--generation 1.0 --manager TARVKit.ThermoSystem10 --inproc " + kAromatics370);
     ASSERT_EQ(r10.exitCode, 0u) << r10.err;
@@ -73,12 +70,8 @@ TEST(Simulator, TwoPhaseFlashMatchesHandCalculationAndBalancesAndBothRoadsAgree)
 
 TEST(Simulator, RunsSummariseTheirFlashAndFailuresNameTheCallTheStatusAndTheDescription)
 {
-    struct Case {
-        std::wstring args;
-        DWORD exitCode;
-        std::vector<std::string> expected;   // in stdout on success, else in stderr
-    };
-    const Case cases[] = {
+    // The run's arguments, its exit code, and texts in its stdout on success, else in its stderr.
+    const struct { std::wstring args; DWORD exitCode; std::vector<std::string> expected; } cases[] = {
         {L"--generation 1.0 --manager TARVKit.ThermoSystem10 --inproc --T 300", 0, {"Flash:      TP, single phase, Liquid"}},
         // Benzene-toluene 50/50 boils at 92 degC.
         {L"--manager TARVKit.PackageManager --inproc --package \"Ideal Aromatics\" --flash PVF --vf 0 --P 101325 --z 0.5,0.5,0",
@@ -96,7 +89,7 @@ TEST(Simulator, RunsSummariseTheirFlashAndFailuresNameTheCallTheStatusAndTheDesc
         {L"--manager TARVKit.PackageManager", 1, {"REGDB_E_CLASSNOTREG", "--inproc"}},
         {L"--T warm", 2, {"option --T needs a number"}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const ChildRun r = simulate(c.args);
         EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
         for (const std::string& e : c.expected) EXPECT_NE((c.exitCode ? r.err : r.out).find(e), std::string::npos) << e << "\n" << r.out << r.err;

@@ -1,14 +1,12 @@
 #pragma once
-// The record tree and the error list as text, so that what the reader hands on and what the
-// viewer's controls show compare as strings: one line per item in pre-order (two blanks per level,
-// the image index, the text, " +" for an item marked as having children), then one line per list
-// row ("row", the image index, the text, "-> #" and the number of its item). Log files by hand.
+// The record tree and the error list as text, so that what the reader hands on and what the controls
+// show compare as strings: per item in pre-order two blanks a level, the image, the text, " +" when
+// marked as having children; then per list row "row", the image, the text, "-> #" and its item's number.
 #include "viewer/log_reader.h"
 #include "viewer/sample_log.h"
 
 #include <windows.h>
 #include <commctrl.h>
-
 #include <fstream>
 #include <map>
 #include <string>
@@ -41,7 +39,6 @@ public:
     void progressShow() override { progress.push_back("show"); }
     void progressSet(int percent) override { progress.push_back(std::to_string(percent)); }
     void progressEnd() override { progress.push_back("end"); }
-
     // Items come in document order, which is the tree's pre-order.
     std::string outline() const
     {
@@ -54,13 +51,7 @@ public:
         for (const std::string& r : rows) out += r;
         return out;
     }
-
-    struct Node {
-        size_t parent;   // 0 for the root, else the number of the parent item
-        std::string text;
-        int image;
-        bool hasChildren;
-    };
+    struct Node { size_t parent; std::string text; int image; bool hasChildren; };   // parent 0: the root
     std::vector<Node> items;   // numbered from 1
     std::vector<std::string> rows;
     std::vector<tarv::LogReaderMessage> messages;
@@ -118,13 +109,10 @@ inline std::string tempPath(const std::string& name)
     return std::string(dir, GetTempPathA(MAX_PATH, dir)) + "tarv-viewer-" + std::to_string(GetCurrentProcessId()) + "-" + name;
 }
 
-inline void writeFile(const std::string& path, const std::string& bytes)
-{
-    std::ofstream(path, std::ios::binary) << bytes;
-}
+inline void writeFile(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
 // A log file in the temporary folder: the prolog, the root, `body`, and the end of the root
-// unless `closed` is false; line ends "\n" become `lineEnd`. Returns its path.
+// unless `closed` is false; line ends "\n" become `lineEnd`.
 inline std::string writeLogFile(const std::string& name, const std::string& body, bool closed = true, const char* lineEnd = "\r\n")
 {
     std::string out;

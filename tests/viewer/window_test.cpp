@@ -1,7 +1,5 @@
-// The viewer window as a user meets it: opened on its own thread, its real tree and list read back,
-// its commands sent as its menu and keys send them, its message boxes answered on the real dialogs.
+// The viewer window as a user meets it: its controls read back, its commands sent as its menu and keys send them.
 #include "viewer/outline.h"
-
 #include "host/module.h"
 #include "log/call_log.h"
 #include "log/log_file.h"
@@ -21,49 +19,29 @@ using viewertest::writeLogFile;
 
 namespace {
 
-// One record of each kind, errors and warnings, notes about interface queries; the last note has
-// records inside it (a hand-made file).
-const char kSmallLog[] =
-    "<info value=\"Ideal Alkanes: QueryInterface for unsupported interface ICapeThermoMaterial results E_NOINTERFACE\"/>\n"
-    "<info value=\"TARV Logging started at November 14, 2026, 15:17\"/>\n"
-    "<func name=\"ICapeThermoPropertyRoutine::CalcSinglePhaseProp\" direc=\"in\" object=\"Ideal Alkanes\">\n"
-    " <arg name=\"props\" direc=\"in\" type=\"VT_ARRAY|VT_BSTR\">\n"
-    "  <info value=\"Lower bound: 0\"/>\n"
-    "  <argval value=\"&quot;enthalpy&quot;\"/>\n"
-    " </arg>\n"
-    " <info value=\"Stream 1: QueryInterface for unsupported interface ICapeThermoCompounds results E_NOINTERFACE\"/>\n"
-    " <func name=\"ICapeThermoMaterial::GetOverallProp\" direc=\"out\" object=\"Stream 1\">\n"
-    "  <warning value=\"ICapeThermoMaterial::GetOverallProp: QueryInterface not returning supported interface\"/>\n"
-    " </func>\n"
-    " <error value=\"ECapeNoImplHR: not implemented\"/>\n"
-    "</func>\n"
-    "<info value=\"Alpha\"/>\n"
-    "<info value=\"QueryInterface\">\n<warning value=\"inside a note\"/>\n</info>\n";
+// One record of each kind, errors and warnings, interface-query notes, the last holding records.
+std::string smallLog() { return testsupport::expectedText("viewer/small.log"); }
 
 std::string nameOf(const std::string& path)
 {
-    size_t slash = path.rfind('\\');
+    const size_t slash = path.rfind('\\');
     return slash == std::string::npos || slash == 0 ? path : path.substr(slash + 1);
 }
 
 class ViewerWindow : public testing::Test {
 protected:
-    static void SetUpTestSuite()
-    {
-        if (!tarv::sharedImageList) tarv::createSharedImageList(GetModuleHandleA(nullptr));
-    }
+    static void SetUpTestSuite() { if (!tarv::sharedImageList) tarv::createSharedImageList(GetModuleHandleA(nullptr)); }
     void TearDown() override
     {
         if (window) close();
         for (const std::string& f : files) DeleteFileA(f.c_str());
     }
-
-    std::string log(const char* body)
+    std::string log(const std::string& body)
     {
         files.push_back(writeLogFile("window-" + std::to_string(files.size()) + ".tlg", body));
         return files.back();
     }
-    // Waits for the viewer of `path` (or of the title given) to show, filled.
+    // Waits for the viewer titled `title` to show, filled.
     void attach(const std::string& title)
     {
         window = waitForWindow(title);
@@ -84,8 +62,7 @@ protected:
         EXPECT_FALSE(IsWindow(window));
         window = nullptr;
     }
-    // A key posted to the tree, then a marker behind it (a scroll time nobody sees): posted
-    // messages are handled in order, so once the marker is set the key has been handled.
+    // A key posted to the tree, then a marker (a scroll time nobody sees): once it is set the key was handled.
     void key(WPARAM virtualKey)
     {
         static UINT marker = 1;
@@ -96,7 +73,6 @@ protected:
     }
     void command(int id) { SendMessageA(window, WM_COMMAND, id, 0); }
     tarv::CViewLogDlg& viewer() { return *reinterpret_cast<tarv::CViewLogDlg*>(GetWindowLongPtrA(window, DWLP_USER)); }
-
     HTREEITEM related(UINT relation, HTREEITEM item = nullptr)
     {
         return reinterpret_cast<HTREEITEM>(SendMessageA(tree, TVM_GETNEXTITEM, relation, reinterpret_cast<LPARAM>(item)));
@@ -138,7 +114,6 @@ protected:
         SendMessageA(window, WM_INITMENUPOPUP, reinterpret_cast<WPARAM>(popup), menu);
         return (GetMenuState(popup, id, MF_BYCOMMAND) & MF_GRAYED) != 0;
     }
-
     std::vector<std::string> files;
     HWND window = nullptr, tree = nullptr, list = nullptr;
 };
@@ -147,7 +122,7 @@ protected:
 
 TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldingTheServerUntilEscape)
 {
-    const std::string path = log(kSmallLog);
+    const std::string path = log(smallLog());
     viewertest::RecordingSink reader;
     tarv::parseLogFile(path, reader);
     const ULONG before = testsupport::serverLocks();
@@ -161,22 +136,19 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldin
     for (UINT which : {LVSIL_SMALL, LVSIL_NORMAL})
         EXPECT_EQ(SendMessageA(list, LVM_GETIMAGELIST, which, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
     EXPECT_EQ(SendMessageA(tree, TVM_GETIMAGELIST, TVSIL_NORMAL, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
-    EXPECT_NE(SendMessageA(window, WM_GETICON, ICON_BIG, 0), 0);
-    EXPECT_NE(SendMessageA(window, WM_GETICON, ICON_SMALL, 0), 0);
-
+    for (WPARAM icon : {ICON_BIG, ICON_SMALL}) EXPECT_NE(SendMessageA(window, WM_GETICON, icon, 0), 0);
     // The tree takes (3H - 54) / 4 of the client height, the list the rest, 6 pixels apart.
     SetWindowPos(window, nullptr, 0, 0, 500, 413, SWP_NOMOVE | SWP_NOZORDER);
     SendMessageA(window, WM_NULL, 0, 0);
     RECT client, t, l;
     GetClientRect(window, &client);
-    GetWindowRect(tree, &t);
-    GetWindowRect(list, &l);
-    MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&t), 2);
-    MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(&l), 2);
+    for (auto [control, rect] : {std::pair{tree, &t}, {list, &l}}) {
+        GetWindowRect(control, rect);
+        MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(rect), 2);
+    }
     const int treeHeight = (3 * client.bottom - 54) / 4;
     EXPECT_EQ(std::vector<LONG>({t.left, t.top, t.right, t.bottom, l.top, l.bottom}),
               std::vector<LONG>({6, 6, client.right - 6, 6 + treeHeight, treeHeight + 12, client.bottom - 6}));
-
     const char* parents[] = {"ICapeThermoPropertyRoutine::CalcSinglePhaseProp (Ideal Alkanes)", "props (type: VT_ARRAY|VT_BSTR)",
                              "ICapeThermoMaterial::GetOverallProp (Stream 1)"};
     auto expanded = [&](const char* item) {
@@ -188,7 +160,6 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldin
     command(ID_VIEW_COLLAPSE_ALL);
     for (const char* p : parents) EXPECT_FALSE(expanded(p)) << p;
     EXPECT_EQ(GetWindowLongPtrA(tree, GWL_STYLE), style);
-
     // A row selected in the list selects its record in the tree.
     LVITEMA state{};
     state.state = state.stateMask = LVIS_SELECTED | LVIS_FOCUSED;
@@ -202,9 +173,8 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldin
         EXPECT_EQ(selectedRow(), expected);
         EXPECT_EQ(selected(), rowText(expected));
     }
-
-    // Removing the notes takes the warning inside the last one with it, and leaves its row
-    // without a record: F4 onto that row leaves the tree where it was.
+    // Removing the notes takes the warning inside the last one with it and leaves its row without a
+    // record: F4 onto that row leaves the tree where it was.
     EXPECT_FALSE(grayed(0, ID_VIEW_REMOVE_QUERIES));
     command(ID_VIEW_REMOVE_QUERIES);
     EXPECT_EQ(viewertest::controlsOutline(tree, list), testsupport::expectedText("viewer/queries_removed.txt"));
@@ -212,7 +182,6 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldin
     for (int i = 0; i < 3 && selectedRow() != 2; ++i) key(VK_F4);
     EXPECT_EQ(selectedRow(), 2);
     EXPECT_EQ(selected(), "ECapeNoImplHR: not implemented");
-
     close();
     EXPECT_EQ(testsupport::serverLocks(), before);
 }
@@ -226,16 +195,15 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndItsDialogRefusesAnEmpt
         DialogAnswerer none(caption, IDOK);
         command(id);
         ASSERT_TRUE(none.wait());
-        EXPECT_EQ(none.seen()[0].text, "No previous search string.");
-        EXPECT_EQ(none.seen()[0].icon, static_cast<UINT>(MB_ICONERROR));
+        EXPECT_EQ(none.seen()[0].text + "|" + std::to_string(none.seen()[0].icon), "No previous search string.|" + std::to_string(MB_ICONERROR));
     }
     // The search dialog: OK with an empty field shows a box of the same caption and stays open.
     select(find("Alpha"));
     PostMessageA(window, WM_COMMAND, ID_SEARCH_FIND, 0);
     HWND dialog = waitForWindow("Search:");
     ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(IsDlgButtonChecked(dialog, IDC_IGNORE_CASE), BST_CHECKED);
-    EXPECT_EQ(IsDlgButtonChecked(dialog, IDC_WHOLE_ITEM), BST_UNCHECKED);
+    EXPECT_EQ(std::pair(IsDlgButtonChecked(dialog, IDC_IGNORE_CASE), IsDlgButtonChecked(dialog, IDC_WHOLE_ITEM)),
+              std::pair(static_cast<UINT>(BST_CHECKED), static_cast<UINT>(BST_UNCHECKED)));
     SetDlgItemTextA(dialog, IDC_SEARCH_TEXT, "");
     PostMessageA(dialog, WM_COMMAND, IDOK, 0);
     HWND box = nullptr;
@@ -259,14 +227,8 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndItsDialogRefusesAnEmpt
     const tarv::CViewLogDlg& v = viewer();
     EXPECT_EQ(std::vector<int>({v.searchIgnoreCase, v.searchWholeItem, v.searchForward}), std::vector<int>({1, 1, 1}));
     EXPECT_EQ(v.searchText, "ALPHA");
-
-    struct Case {
-        const char* selection;   // null: nothing selected
-        int forward;
-        const char* text;
-        int ignoreCase, wholeItem;
-        const char* found;       // null: not found, the selection stays
-    } cases[] = {
+    // Selection (null: none), direction, text, ignore case, whole item, found (null: not found, the selection stays).
+    const struct { const char* selection; int forward; const char* text; int ignoreCase, wholeItem; const char* found; } cases[] = {
         {nullptr, 1, "Alpha", 0, 0, "Alpha"},          // forward without a selection: the first item first
         {nullptr, 0, "Alpha", 0, 0, "Alpha"},          // backward: every other item first, the first last
         {nullptr, 0, "alpha", 1, 0, "ALPHA three"},
@@ -279,7 +241,7 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndItsDialogRefusesAnEmpt
         {"omega", 1, "Alph", 0, 1, nullptr},           // a part of a text is not the whole item
         {"Alpha", 1, "OMEGA", 0, 0, nullptr},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         const std::string name = std::string(c.text) + (c.forward ? " forward from " : " backward from ") +
                                  (c.selection ? c.selection : "no selection");
         select(c.selection ? find(c.selection) : nullptr);
@@ -294,13 +256,12 @@ TEST_F(ViewerWindow, SearchFindsTheNextItemRoundTheTreeAndItsDialogRefusesAnEmpt
             EXPECT_TRUE(notFound.seen().empty()) << name;
         } else {
             ASSERT_TRUE(notFound.wait()) << name;
-            EXPECT_EQ(notFound.seen()[0].text, "Search string \"" + std::string(c.text) + "\" is not found.");
-            EXPECT_EQ(notFound.seen()[0].icon, static_cast<UINT>(MB_ICONINFORMATION));
+            EXPECT_EQ(notFound.seen()[0].text + "|" + std::to_string(notFound.seen()[0].icon),
+                      "Search string \"" + std::string(c.text) + "\" is not found.|" + std::to_string(MB_ICONINFORMATION));
             EXPECT_EQ(selected(), c.selection ? c.selection : "<none>") << name;
         }
     }
-    EXPECT_FALSE(grayed(1, ID_SEARCH_FIND_NEXT));
-    EXPECT_FALSE(grayed(1, ID_SEARCH_FIND_PREVIOUS));
+    for (int id : {ID_SEARCH_FIND_NEXT, ID_SEARCH_FIND_PREVIOUS}) EXPECT_FALSE(grayed(1, id));
 }
 
 TEST_F(ViewerWindow, AFileThatCannotBeReadLeavesAnEmptyWindowTitledByTheNameAfterTheLastBackslash)
@@ -342,7 +303,7 @@ TEST_F(ViewerWindow, YesToTheClosingPromptOpensTheLog)
 
 TEST(ViewerProcess, ALogPathOnTheCommandLineShowsItAndTheServerEndsWithItsWindow)
 {
-    std::string path = writeLogFile("process.tlg", kSmallLog);
+    std::string path = writeLogFile("process.tlg", smallLog());
     std::string command = std::string("\"") + std::getenv("TARV64_SERVER") + "\" \"" + path + "\"";
     STARTUPINFOA si{};
     si.cb = sizeof si;
