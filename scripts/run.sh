@@ -176,7 +176,14 @@ prefix_start() {
   rm -rf "$WINEPREFIX"
   log "creating Wine prefix $WINEPREFIX"
   mkdir -p "$WINEPREFIX"
-  wine wineboot -i </dev/null >/dev/null 2>&1
+  # A wineserver of the previous run that is still going down can fail the first boot: once more
+  # on a clean directory.
+  if ! wine wineboot -i </dev/null >/dev/null 2>&1; then
+    wineserver -k >/dev/null 2>&1 </dev/null || true
+    wineserver -w >/dev/null 2>&1 </dev/null || true
+    rm -rf "$WINEPREFIX" && mkdir -p "$WINEPREFIX"
+    wine wineboot -i </dev/null >/dev/null 2>&1
+  fi
   wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f </dev/null >/dev/null 2>&1
   # A freshly made prefix cannot start its RPC service (COM's out-of-process activation then hangs
   # and fails) until its wineserver has been restarted once.
