@@ -51,9 +51,7 @@ void CReactionPackage10::releaseInterfaces()
 
 void CReactionPackage10::extraInterfaceRows(std::vector<InterfaceEntry>& rows)
 {
-    rows.push_back({&IID_ICapeElectrolyteReactionContext, [](CapeOpenBase* self) -> IUnknown* {
-        return new CRPElectrolyteContext(*static_cast<CReactionPackage10*>(self));
-    }});
+    rows.push_back({&IID_ICapeElectrolyteReactionContext, &CRPElectrolyteContext::make<CRPElectrolyteContext>});
 }
 
 template <class Context>
@@ -109,40 +107,6 @@ HRESULT CReactionPackage10::SetMaterial(IDispatch** materialObject)
     return call("ICapeThermoMaterialContext(v1.0)::SetMaterial", materialContext10_,
         [&](ICapeThermoContext10* i) { return i->SetMaterial(materialObject); }, ReadOnlyCheck{},
         InInterface{"material", materialObject ? *materialObject : nullptr}, wrap);
-}
-
-// --- CRPElectrolyteContext -----------------------------------------------------------------------
-
-CRPElectrolyteContext::CRPElectrolyteContext(CReactionPackage10& package) : package_(package)
-{
-    package_.addRefImpl();
-}
-
-CRPElectrolyteContext::~CRPElectrolyteContext()
-{
-    package_.releaseImpl();
-}
-
-HRESULT CRPElectrolyteContext::QueryInterface(REFIID iid, void** out)
-{
-    return package_.queryInterfaceImpl(iid, out);
-}
-
-ULONG CRPElectrolyteContext::AddRef()
-{
-    return static_cast<ULONG>(++refs_);
-}
-
-ULONG CRPElectrolyteContext::Release()
-{
-    const LONG n = --refs_;
-    if (n == 0) delete this;
-    return static_cast<ULONG>(n);
-}
-
-HRESULT CRPElectrolyteContext::SetReactionObject(IDispatch** reactionsObject)
-{
-    return package_.setElectrolyteReactionObject(reactionsObject);
 }
 
 } // namespace tarv

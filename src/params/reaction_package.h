@@ -4,6 +4,7 @@
 // with or without a log. With one, the material and the reaction object that the simulator sets
 // reach the real package as proxies of this tree, so the package's calls back to them are logged.
 #include "params/reaction_chemistry.h"
+#include "proxy/tear_off.h"
 
 namespace tarv {
 
@@ -43,22 +44,14 @@ private:
 };
 
 // ICapeElectrolyteReactionContext of a reaction package. Its SetReactionObject has the signature
-// of ICapeKineticReactionContext's and needs its own log name and foreign interface, so it lives
-// in this object, which holds a reference on its package for its whole life and sends every
-// QueryInterface there.
-class CRPElectrolyteContext final : public DualImpl<ICapeElectrolyteReactionContext> {
+// of ICapeKineticReactionContext's and needs its own log name and foreign interface.
+class CRPElectrolyteContext final : public TearOff<CReactionPackage10, ICapeElectrolyteReactionContext> {
 public:
-    explicit CRPElectrolyteContext(CReactionPackage10& package);
-
-    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** out) override;
-    ULONG STDMETHODCALLTYPE AddRef() override;
-    ULONG STDMETHODCALLTYPE Release() override;
-    HRESULT STDMETHODCALLTYPE SetReactionObject(IDispatch** reactionsObject) override;
-
-private:
-    ~CRPElectrolyteContext();
-    CReactionPackage10& package_;
-    LONG refs_ = 1;
+    using TearOff::TearOff;
+    HRESULT STDMETHODCALLTYPE SetReactionObject(IDispatch** reactionsObject) override
+    {
+        return owner().setElectrolyteReactionObject(reactionsObject);
+    }
 };
 
 } // namespace tarv

@@ -1,33 +1,10 @@
-// The test prefix's registry: the kit class by CLSID and ProgID; TARVLib64 holds no CAPE-OPEN interface.
-#include "com/bstr.h"
+// The registered TARVLib64 holds no CAPE-OPEN interface and leaves their registration alone.
 #include "com/com_ptr.h"
-#include "kit/classes.h"
 #include "tarvlib.h"
 #include "capeopen.h"
 #include <gtest/gtest.h>
 
-using tarv::Bstr;
 using tarv::ComPtr;
-
-TEST(Registration, KitClassIsCreatedInProcessByClsidAndByProgId)
-{
-    CLSID fromProgId{};
-    ASSERT_EQ(CLSIDFromProgID(kit::kKitObjectProgId, &fromProgId), S_OK);
-    EXPECT_EQ(fromProgId, kit::CLSID_KitObject);
-    ComPtr<ICapeIdentification> id;
-    ASSERT_EQ(CoCreateInstance(fromProgId, nullptr, CLSCTX_INPROC_SERVER, IID_ICapeIdentification, id.putVoid()), S_OK);
-    // In this apartment and in the registered DLL: the vtable is the component's own.
-    HMODULE dll = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                       *reinterpret_cast<LPCWSTR*>(id.get()), &dll);
-    EXPECT_EQ(dll, GetModuleHandleW(L"tarvkit.dll"));
-    Bstr name, description;
-    ASSERT_EQ(id->get_ComponentName(name.put()), S_OK);
-    EXPECT_EQ(name.wide(), L"TARVKit.Object");
-    ASSERT_EQ(id.query<ECapeUser>()->get_description(description.put()), S_OK);
-    EXPECT_TRUE(description.get() && description.empty());
-    EXPECT_TRUE(id.query<ECapeRoot>() && !id.query<ICapeUnit>());
-}
 
 TEST(Registration, TarvLibHoldsNoCapeOpenInterfaceAndLeavesTheirRegistrationAlone)
 {

@@ -114,28 +114,6 @@ TEST(LogReader, AFileReadOnlyInPartKeepsWhatWasDeliveredAndSaysWhy)
     EXPECT_EQ(after.outline(), "2 1\n") << "readable once the writer has closed it";
 }
 
-TEST(LogReader, OnlyAFileAbove50000BytesShowsProgressInGrowingWholePercentages)
-{
-    RecordingSink sinks[2];
-    for (size_t size : {50000, 50001}) {
-        std::string body;
-        for (int i = 0; i < 400; ++i) body += "<func name=\"I::M\" direc=\"in\" object=\"P\">\n<info value=\"x\"/>\n</func>\n";
-        // One note pads the file to `size` bytes exactly.
-        const size_t fixed = 57 + body.size() + 13 + 4 + 19;
-        const std::string path = writeLogFile("sized.tlg", body + "<info value=\"" + std::string(size - fixed, 'p') + "\"/>\n", true, "\n");
-        tarv::parseLogFile(path, sinks[size - 50000]);
-    }
-    EXPECT_TRUE(sinks[0].progress.empty());
-    EXPECT_EQ(sinks[0].items.size(), sinks[1].items.size());
-    const auto& shown = sinks[1].progress;
-    ASSERT_GE(shown.size(), 4u);
-    EXPECT_EQ(std::vector<std::string>({shown[0], shown[1], shown.back()}), std::vector<std::string>({"begin 50001", "show", "end"}));
-    for (size_t i = 2, last = 0; i + 1 < shown.size(); last = std::stoul(shown[i++])) {
-        EXPECT_GT(std::stoul(shown[i]), last);
-        EXPECT_LE(std::stoul(shown[i]), 100u);
-    }
-}
-
 // Cut, bytes changed, end tags gone, an unknown type: a well-formed tree and only the reader's own messages.
 TEST(LogReaderRobustness, DamagedLogsNeverBreakTheReader)
 {

@@ -129,26 +129,6 @@ TEST_F(ViewerWindow, ShowsTheReadersTreeWalksItsErrorsAndRemovesQueryNotesHoldin
     open(path);
     EXPECT_EQ(testsupport::serverLocks(), before + 1);
     EXPECT_EQ(viewertest::controlsOutline(tree, list), reader.outline());
-    char column[64] = "";
-    auto c = viewertest::asked<LVCOLUMNA>(LVCF_TEXT, column);
-    SendMessageA(list, LVM_GETCOLUMNA, 0, reinterpret_cast<LPARAM>(&c));
-    EXPECT_STREQ(column, "Errors");
-    for (UINT which : {LVSIL_SMALL, LVSIL_NORMAL})
-        EXPECT_EQ(SendMessageA(list, LVM_GETIMAGELIST, which, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
-    EXPECT_EQ(SendMessageA(tree, TVM_GETIMAGELIST, TVSIL_NORMAL, 0), reinterpret_cast<LRESULT>(tarv::sharedImageList));
-    for (WPARAM icon : {ICON_BIG, ICON_SMALL}) EXPECT_NE(SendMessageA(window, WM_GETICON, icon, 0), 0);
-    // The tree takes (3H - 54) / 4 of the client height, the list the rest, 6 pixels apart.
-    SetWindowPos(window, nullptr, 0, 0, 500, 413, SWP_NOMOVE | SWP_NOZORDER);
-    SendMessageA(window, WM_NULL, 0, 0);
-    RECT client, t, l;
-    GetClientRect(window, &client);
-    for (auto [control, rect] : {std::pair{tree, &t}, {list, &l}}) {
-        GetWindowRect(control, rect);
-        MapWindowPoints(nullptr, window, reinterpret_cast<POINT*>(rect), 2);
-    }
-    const int treeHeight = (3 * client.bottom - 54) / 4;
-    EXPECT_EQ(std::vector<LONG>({t.left, t.top, t.right, t.bottom, l.top, l.bottom}),
-              std::vector<LONG>({6, 6, client.right - 6, 6 + treeHeight, treeHeight + 12, client.bottom - 6}));
     const char* parents[] = {"ICapeThermoPropertyRoutine::CalcSinglePhaseProp (Ideal Alkanes)", "props (type: VT_ARRAY|VT_BSTR)",
                              "ICapeThermoMaterial::GetOverallProp (Stream 1)"};
     auto expanded = [&](const char* item) {
