@@ -14,19 +14,11 @@ __attribute__((noinline, noipa)) void readNull()
 
 } // namespace
 
-Fault::Fault(Kind kind, std::string text, int value)
-    : kind_(kind), text_(std::make_shared<const std::string>(std::move(text))), value_(value)
-{
-}
+Fault::Fault(Kind kind, std::string text) : kind_(kind), text_(std::make_shared<const std::string>(std::move(text))) {}
 
 Fault Fault::ThrowText(std::string text)
 {
     return Fault(Kind::ThrowText, std::move(text));
-}
-
-Fault Fault::ThrowInt(int value)
-{
-    return Fault(Kind::ThrowInt, {}, value);
 }
 
 void Fault::raise() const
@@ -34,7 +26,6 @@ void Fault::raise() const
     switch (kind_) {
     case Kind::AccessViolation: readNull(); break;
     case Kind::ThrowText: throw text_->c_str();
-    case Kind::ThrowInt: throw value_;
     }
     // Only reached if the platform let a fault pass silently.
     throw "kit fault did not fault";

@@ -36,17 +36,15 @@ using Calls = std::vector<std::string>;
 // A crash or exception raised inside a component's method, for tests of the exception barrier.
 class Fault {
 public:
-    enum class Kind { AccessViolation, ThrowText, ThrowInt };
+    enum class Kind { AccessViolation, ThrowText };
     static const Fault AccessViolation;   // reads through a null pointer
     static Fault ThrowText(std::string text);   // thrown as a const char*, as g++'s `throw "text"` is
-    static Fault ThrowInt(int value = 42);
     [[noreturn]] void raise() const;
 
 private:
-    explicit Fault(Kind kind, std::string text = {}, int value = 0);
+    explicit Fault(Kind kind, std::string text = {});
     Kind kind_;
     std::shared_ptr<const std::string> text_;   // shared so that a thrown pointer outlives copies
-    int value_;
 };
 
 inline const Fault Fault::AccessViolation{Fault::Kind::AccessViolation};
@@ -185,7 +183,6 @@ public:
     Object& errorDescription(std::wstring text) { return returns(&ECapeUser::get_description, std::move(text)); }
     Object& errorName(std::wstring text) { return returns(&ECapeRoot::get_name, std::move(text)); }
     const std::wstring& name() const noexcept { return name_; }
-    void setName(std::wstring name) { name_ = std::move(name); }
     // The calls received, in order, as "Interface::Method"; the interfaces queried, answered or not.
     const Calls& calls() const noexcept { return calls_; }
     size_t callCount(std::string_view call) const;

@@ -1,8 +1,6 @@
 // The class table of tarvkit.dll.
 #include "kit/classes.h"
-#include "ideal/configurations.h"
 #include "ideal/managers.h"
-#include "ideal/package11.h"
 #include "kit/kit.h"
 #include "kit/units.h"
 
@@ -32,12 +30,6 @@ HRESULT createKitObject(REFIID iid, void** out)
         obj->errorDescription(L"").errorName(L"");
         return obj;
     }, iid, out);
-}
-
-// The stand-alone packages are the first configuration, "Ideal Alkanes".
-HRESULT createPackageWithoutUtilities(REFIID iid, void** out)
-{
-    return ideal::createAndQuery<ideal::IdealPackage11>(iid, out, ideal::packageConfigurations().front(), false);
 }
 
 // The misbehaving managers: one behaviour each.
@@ -86,8 +78,6 @@ const std::vector<ClassRow>& classTable()
                   &createManager<1>, L"Property package manager without ICapeUtilities"),
         component(CLSID_ManagerReturningNull, L"TARVKit.ManagerReturningNull", kContainers[2].name, manager11,
                   &createManager<2>, L"Property package manager that hands out null packages"),
-        component(CLSID_PackageWithoutUtilities, L"TARVKit.PackageWithoutUtilities", L"TARVKit Package Without Utilities",
-                  package11, &createPackageWithoutUtilities, L"Ideal-mixture property package without ICapeUtilities"),
         component(CLSID_ManagerListingNothing, L"TARVKit.ManagerListingNothing", kContainers[3].name, manager11,
                   &createManager<3>, L"Property package manager with no packages"),
         component(CLSID_ManagerFailingList, L"TARVKit.ManagerFailingList", kContainers[4].name, manager11,
