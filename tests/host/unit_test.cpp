@@ -5,19 +5,16 @@
 #include "ideal/parameters.h"
 #include "kit/units.h"
 #include "simulator/material.h"
-#include "support/dialogs.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <map>
 #include <memory>
 #include <thread>
 #include <tuple>
 
 using namespace tarv;
-using testsupport::DialogAnswerer;
 using testsupport::ExportTest;
 using testsupport::occurrences;
 using testsupport::readLog;
@@ -29,10 +26,10 @@ constexpr char kDrumClass[] = "{731C4BC2-A91B-4986-87AB-0D83551A5A31}";
 class UnitTest : public ExportTest {
 protected:
     // The options as the demo sets them, with `unit` as the configured unit operation.
-    static void configure(const CLSID& unit, bool autoLog = true)
+    static void configure(const CLSID& unit)
     {
         ServerOptions options;
-        options.autoLogLocation = autoLog ? 1 : 0;
+        options.autoLogLocation = 1;
         options.promptOpenLog = 0;
         options.loggedUnitOperation = unit;
         saveOptions(options);
@@ -287,8 +284,6 @@ TEST_F(UnitTest, EachKindOfRealUnitIsSavedAndLoadedAsItCan)
         bool image;                                            // Save wrote an image behind the header
         std::vector<std::pair<std::string, size_t>> records;   // texts in the logs, and how often
     } kinds[] = {
-        {"IPersistStreamInit", samples::CLSID_FlashDrum, S_OK, true,
-         {{"Using IPersistStreamInit::Save of logged PMC", 1}, {"Using IPersistStreamInit::Load of logged PMC", 1}, {tooSmall, 0}}},
         {"IPersistStream only", v[0].clsid, S_OK, true,
          {{"Using IPersistStream::Save of logged PMC", 1}, {"Using IPersistStream::Load of logged PMC", 1}}},
         {"neither", v[1].clsid, S_OK, false, {{"Using IPersist", 0}, {"provides no interface for Load", 0}}},
@@ -384,62 +379,4 @@ TEST_F(UnitTest, TheUserChoosesTheUnitInTheSelectionDialog)
         EXPECT_EQ(occurrences(allLogs(), "Creating user selected unit operation: " + std::string(kDrumClass)), 1u);
         for (const std::string& log : logFiles()) DeleteFileA(log.c_str());
     }
-}
-
-TEST_F(UnitTest, ACancelledSelectionIsToldAndInitializeAsksAgain)
-{
-    configure(CLSID_NULL);
-    std::vector<testsupport::SeenDialog> boxes;
-    const std::string cancelled = "Unit Operation selection has been cancelled. Unit Operation will not be functional.";
-    {
-        auto unit = placeUnit();
-        {
-            DialogAnswerer cancel("Select Unit Operation:", IDCANCEL), box("Unit Operation", IDOK);
-            EXPECT_EQ(unit.query<IPersistStreamInit>()->InitNew(), E_FAIL);
-            EXPECT_TRUE(box.wait());
-            boxes = box.seen();
-        }
-        SelectionDriver driver(false);
-        EXPECT_EQ(unit.query<ICapeUtilities>()->Initialize(), S_OK);
-        EXPECT_TRUE(driver.wait());
-    }
-    ASSERT_EQ(boxes.size(), 1u);
-    EXPECT_EQ(boxes[0].text, cancelled);
-    EXPECT_TRUE(boxes[0].hasIcon);
-    const std::string logs = allLogs();
-    size_t at = 0;
-    for (const std::string& text : {cancelled, std::string("<func name=\"ICapeUtilities::Initialize\""),
-                                    std::string("Load or InitNew needs to be called before Initialize"),
-                                    std::string("Attempting to remedy by calling InitNew"),
-                                    "Creating user selected unit operation: " + std::string(kDrumClass)}) {
-        at = logs.find(text, at);
-        ASSERT_NE(at, std::string::npos) << text;
-    }
-}
-
-TEST_F(UnitTest, WithTheLogDeclinedTheUnitWorksWithNoProxyBelowIt)
-{
-    configure(samples::CLSID_FlashDrum, false);
-    Flowsheet f;
-    {
-        ComPtr<ICapeUnit> unit;
-        {
-            DialogAnswerer decline("Create log for unit operation:", IDCANCEL);
-            unit = placeUnit();
-            EXPECT_TRUE(decline.wait());
-        }
-        ASSERT_EQ(unit.query<IPersistStreamInit>()->InitNew(), S_OK);
-        ComPtr<IDispatch> ports, connected;
-        ASSERT_EQ(unit->get_ports(ports.put()), S_OK);
-        EXPECT_FALSE(ports.query<IOriginalObject64>(IID_IOriginalObject64)) << "the real unit's own port collection";
-        auto feedPort = connect(unit.get(), f);
-        EXPECT_FALSE(feedPort.query<IOriginalObject64>(IID_IOriginalObject64));
-        ASSERT_EQ(unit->Calculate(), S_OK);
-        EXPECT_NEAR(f.flow(*f.vapour.get()) + f.flow(*f.liquid.get()), 1.0, 1e-12);
-        ASSERT_EQ(feedPort->get_connectedObject(connected.put()), S_OK);
-        EXPECT_EQ(identity(connected.get()), identity(f.feedObject()));
-        EXPECT_EQ(unit.query<ICapeUtilities>()->Terminate(), S_OK);
-    }
-    EXPECT_TRUE(waitForServerExit());
-    EXPECT_TRUE(logFiles().empty());
 }
