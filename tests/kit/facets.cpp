@@ -19,24 +19,15 @@ namespace {
 #define M9(n, A, B, C, D, E, F, G, H, I) \
     KIT_M(n, #n, (A a, B b, C c, D d, E e, F f, G g, H h, I i), a, b, c, d, e, f, g, h, i)
 
-// Every interface the kit implements, in the order of the CAPE-OPEN library, then stream persistence.
+// Every interface the kit implements (those the tests use), in the order of the CAPE-OPEN library,
+// then IPersistStream.
 #define KIT_INTERFACES(X) \
     X(ECapeRoot, M1(get_name, BSTR*)) \
     X(ECapeUser, M1(get_code, LONG*) M1(get_description, BSTR*) M1(get_scope, BSTR*) M1(get_interfaceName, BSTR*) \
         M1(get_operation, BSTR*) M1(get_moreInfo, BSTR*)) \
-    X(ECapeUnknown) X(ECapeData) X(ECapeLicenceError) \
-    X(ECapeBadCOParameter, M1(get_parameterName, BSTR*) M1(get_parameter, IDispatch**)) \
-    X(ECapeBadArgument, M1(get_position, short*)) \
-    X(ECapeInvalidArgument) X(ECapeOutOfBounds) X(ECapeImplementation) X(ECapeNoImpl) X(ECapeLimitedImpl) \
-    X(ECapeComputation) X(ECapeOutOfResources) X(ECapeNoMemory) X(ECapeTimeOut) X(ECapeFailedInitialisation) \
-    X(ECapeSolvingError) \
-    X(ECapeBadInvOrder, M1(get_requestedOperation, BSTR*)) \
-    X(ECapeInvalidOperation) X(ECapePersistence) X(ECapeIllegalAccess) \
-    X(ECapePersistenceNotFound, M1(get_itemName, BSTR*)) \
-    X(ECapePersistenceSystemError) X(ECapePersistenceOverflow) \
+    X(ECapeBadCOParameter, M1(get_parameterName, BSTR*) M1(get_parameter, IDispatch**)) X(ECapeNoImpl) \
     X(ECapeBoundaries, M1(get_LowerBound, double*) M1(get_UpperBound, double*) M1(get_value, double*) \
         M1(get_Type, BSTR*)) \
-    X(ECapeThrmPropertyNotAvailable) \
     X(ICapeIdentification, M1(get_ComponentName, BSTR*) M1(put_ComponentName, BSTR) \
         M1(get_ComponentDescription, BSTR*) M1(put_ComponentDescription, BSTR)) \
     X(ICapeUtilities, M1(get_parameters, IDispatch**) M1(put_simulationContext, IDispatch*) M0(Initialize) \
@@ -67,7 +58,6 @@ namespace {
         M1(get_connectedObject, IDispatch**) M1(Connect, IDispatch*) M0(Disconnect)) \
     X(ICapeUnitReport, M1(get_reports, VARIANT*) M1(get_selectedReport, BSTR*) M1(put_selectedReport, BSTR) \
         M1(ProduceReport, BSTR*)) \
-    X(ICapeThermoSystem, M1(GetPropertyPackages, VARIANT*) M2(ResolvePropertyPackage, BSTR, IDispatch**)) \
     X(ICapeThermoPropertyPackage, M1(GetPhaseList, VARIANT*) \
         M6(GetComponentList, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*, VARIANT*) \
         M3(GetUniversalConstant, IDispatch*, VARIANT, VARIANT*) \
@@ -83,9 +73,6 @@ namespace {
         M1(CreateMaterialObject, IDispatch**) M1(Duplicate, IDispatch**) M2(ValidityCheck, VARIANT, VARIANT*) \
         M1(GetPropList, VARIANT*) M1(GetNumComponents, LONG*)) \
     X(ICapeThermoMaterialTemplate, M1(CreateMaterialObject, IDispatch**) M2(SetProp, BSTR, VARIANT)) \
-    X(ICapeThermoCalculationRoutine, M4(CalcProp, IDispatch*, VARIANT, VARIANT, BSTR) \
-        M3(PropCheck, IDispatch*, VARIANT, VARIANT*) M3(PropList, VARIANT*, VARIANT*, VARIANT*) \
-        M3(ValidityCheck, IDispatch*, VARIANT, VARIANT*)) \
     X(ICapeThermoContext10, M1(SetMaterial, IDispatch**)) \
     X(ICapeThermoPropertyPackageManager, M1(GetPropertyPackageList, VARIANT*) \
         M2(GetPropertyPackage, BSTR, IDispatch**)) \
@@ -112,8 +99,6 @@ namespace {
         M4(CheckEquilibriumSpec, VARIANT, VARIANT, BSTR, VARIANT_BOOL*)) \
     X(ICapeThermoUniversalConstant, M2(GetUniversalConstant, BSTR, VARIANT*) M1(GetUniversalConstantList, VARIANT*)) \
     X(ICapeThermoMaterialContext, M1(SetMaterial, IDispatch*) M0(UnsetMaterial)) \
-    X(ICapeReactionsPackageManager, M1(GetListOfReactionsPackages, VARIANT*) \
-        M2(ResolveReactionsPackage, BSTR, IDispatch**)) \
     X(ICapeReactionChemistry, M1(GetNumberOfReactions, LONG*) M1(GetReactionsIds, VARIANT*) \
         M2(GetReactionType, BSTR, CapeReactionType*) M2(GetNumberOfReactionCompounds, BSTR, LONG*) \
         M4(GetReactionCompoundIds, BSTR, VARIANT*, VARIANT*, VARIANT*) \
@@ -126,8 +111,6 @@ namespace {
     X(ICapeReactionsRoutine, M4(CalcReactionProp, VARIANT, BSTR, VARIANT, BSTR)) \
     X(ICapeKineticReactionContext, M1(SetReactionObject, IDispatch**)) \
     X(ICapeElectrolyteReactionContext, M1(SetReactionObject, IDispatch**)) \
-    X(IPersistStreamInit, M1(GetClassID, CLSID*) M0(IsDirty) M1(Load, IStream*) M2(Save, IStream*, BOOL) \
-        M1(GetSizeMax, ULARGE_INTEGER*) M0(InitNew)) \
     X(IPersistStream, M1(GetClassID, CLSID*) M0(IsDirty) M1(Load, IStream*) M2(Save, IStream*, BOOL) \
         M1(GetSizeMax, ULARGE_INTEGER*))
 

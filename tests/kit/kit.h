@@ -58,11 +58,6 @@ struct Script final : ScriptBase {
     std::function<HRESULT(A...)> fn;
 };
 
-// The interface a member pointer is scripted for: the one named explicitly (for inherited methods,
-// e.g. GetClassID of IPersistStreamInit), else its class.
-template <class Named, class C>
-using Target = std::conditional_t<std::is_void_v<Named>, C, Named>;
-
 // A method's identity: its interface and its member pointer's representation.
 template <class I, class C, class... A>
 std::string key(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
@@ -131,7 +126,7 @@ public:
     ULONG STDMETHODCALLTYPE AddRef() override;
     ULONG STDMETHODCALLTYPE Release() override;
     // Scripting: each call replaces the method's script and returns *this. `fn` takes the method's arguments (or none) and returns an HRESULT (or nothing for S_OK).
-    template <class I = void, class C, class... A, class F>
+    template <class C, class... A, class F>
     Object& on(HRESULT (STDMETHODCALLTYPE C::*m)(A...), F fn)
     {
         std::function<HRESULT(A...)> f;
@@ -147,37 +142,37 @@ public:
                 else return fn();
             };
         }
-        setScript(detail::key<detail::Target<I, C>>(m), std::make_shared<detail::Script<A...>>(std::move(f)));
+        setScript(detail::key<C>(m), std::make_shared<detail::Script<A...>>(std::move(f)));
         return *this;
     }
-    template <class I = void, class C, class... A>
+    template <class C, class... A>
     Object& fail(HRESULT (STDMETHODCALLTYPE C::*m)(A...), HRESULT hr)
     {
-        return on<I>(m, [hr] { return hr; });
+        return on(m, [hr] { return hr; });
     }
-    template <class I = void, class C, class... A>
+    template <class C, class... A>
     Object& fault(HRESULT (STDMETHODCALLTYPE C::*m)(A...), Fault fault)
     {
-        return on<I>(m, [fault]() -> HRESULT { fault.raise(); });
+        return on(m, [fault]() -> HRESULT { fault.raise(); });
     }
     // Stores `value` into the method's last argument (a getter's result, see detail::assign) and
     // returns S_OK. A VARIANT out-argument is cleared first, so it must arrive initialised.
-    template <class I = void, class C, class... A, class V>
+    template <class C, class... A, class V>
     Object& returns(HRESULT (STDMETHODCALLTYPE C::*m)(A...), V value)
     {
         static_assert(sizeof...(A) > 0, "the method has no argument to return in");
         using Out = std::remove_pointer_t<std::tuple_element_t<sizeof...(A) - 1, std::tuple<A...>>>;
         if constexpr (std::is_same_v<Out, BSTR> && !std::is_same_v<V, std::wstring>)
-            return returns<I>(m, std::wstring(value));
+            return returns(m, std::wstring(value));
         else
-            return on<I>(m, [value = std::move(value)](A... a) {
+            return on(m, [value = std::move(value)](A... a) {
                 return detail::assign(std::get<sizeof...(A) - 1>(std::forward_as_tuple(a...)), value);
             });
     }
-    template <class I = void, class C, class... A>
+    template <class C, class... A>
     Object& unscript(HRESULT (STDMETHODCALLTYPE C::*m)(A...))
     {
-        setScript(detail::key<detail::Target<I, C>>(m), nullptr);
+        setScript(detail::key<C>(m), nullptr);
         return *this;
     }
     Object& errorDescription(std::wstring text) { return returns(&ECapeUser::get_description, std::move(text)); }

@@ -48,11 +48,7 @@ void* Object::find(REFIID iid) const noexcept
         if (f->iid() == iid) return f->unknown();
         if (iid == IID_IDispatch && f->dual()) return f->unknown();
     }
-    // IPersist is the base of both stream persistence interfaces.
-    if (iid == IID_IPersist) {
-        if (void* p = find(IID_IPersistStreamInit)) return p;
-        return find(IID_IPersistStream);
-    }
+    if (iid == IID_IPersist) return find(IID_IPersistStream);   // its base
     return nullptr;
 }
 
