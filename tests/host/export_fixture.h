@@ -20,14 +20,7 @@
 
 namespace testsupport {
 
-// TARVKit.Object: a registered kit component with identification, utilities and error interfaces.
-inline constexpr CLSID kKitObject = {0x965E01B0, 0x3441, 0x421A, {0x83, 0xD0, 0x09, 0xB4, 0x70, 0x8D, 0x0C, 0x52}};
 inline constexpr HRESULT kCapeUnknown = static_cast<HRESULT>(0x80040501);
-
-struct ManagerErrors {
-    std::wstring name, description, scope, interfaceName, operation, moreInfo;
-    LONG code = -1;
-};
 
 class ExportTest : public testing::Test {
 protected:
@@ -78,24 +71,13 @@ protected:
         EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_LOCAL_SERVER, __uuidof(I), object.putVoid()), S_OK);
         return object;
     }
-    // What a manager's CAPE-OPEN error interfaces say about its last failure.
-    static ManagerErrors managerErrors(IUnknown* manager)
+    // What a manager's ECapeUser says about its last failure.
+    static std::wstring errorDescription(IUnknown* manager)
     {
-        ManagerErrors e;
         tarv::ComPtr<ECapeUser> user;
-        tarv::ComPtr<ECapeRoot> root;
-        if (FAILED(manager->QueryInterface(IID_ECapeUser, user.putVoid())) || FAILED(manager->QueryInterface(IID_ECapeRoot, root.putVoid())))
-            return e;
         tarv::Bstr text;
-        user->get_code(&e.code);
-        const std::pair<HRESULT (STDMETHODCALLTYPE ECapeUser::*)(BSTR*), std::wstring*> texts[] = {
-            {&ECapeUser::get_description, &e.description}, {&ECapeUser::get_scope, &e.scope},
-            {&ECapeUser::get_interfaceName, &e.interfaceName}, {&ECapeUser::get_operation, &e.operation},
-            {&ECapeUser::get_moreInfo, &e.moreInfo}};
-        for (auto [get, out] : texts)
-            if (SUCCEEDED((user.get()->*get)(text.put()))) *out = text.wide();
-        if (SUCCEEDED(root->get_name(text.put()))) e.name = text.wide();
-        return e;
+        if (SUCCEEDED(manager->QueryInterface(IID_ECapeUser, user.putVoid()))) user->get_description(text.put());
+        return text.wide();
     }
     static std::wstring componentName(IUnknown* object)
     {

@@ -7,7 +7,6 @@
 #include "support/proxy_harness.h"
 
 #include <cmath>
-#include <thread>
 #include <sstream>
 
 using namespace tarv;
@@ -85,7 +84,6 @@ TEST_F(ExportTest, ALogged11PackageLogsTheMaterialCallbacksInsideTheSimulatorsCa
         ASSERT_NO_FATAL_FAILURE(stopLogging());
     }
     EXPECT_GT(logged, 0.0);
-    EXPECT_LT(logged, 1.0);
     EXPECT_EQ(logged, unlogged);
     const std::string log = readLog(logFiles()[0]);
     EXPECT_NE(log.find("<info value=\"Creating Kit/Ideal Aromatics\"/>\n<info value=\"Object type: CAPE-OPEN version 1.1 "
@@ -128,8 +126,7 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
     ASSERT_FALSE(flash.empty()) << log;
     EXPECT_EQ(flash[2].rfind("  <argval value=\"interface to object &quot;Material&quot; (address 0x", 0), 0u) << flash[2];
     EXPECT_GE(countStartingWith(flash, " <func name=\"ICapeThermoMaterialObject::"), 2u) << log;
-    // A new material proxy each call, named by a fetch each time, and none left over.
-    EXPECT_EQ(occurrences(log, "<func name=\"ICapeThermoPropertyPackage::CalcEquilibrium\""), 2u);
+    // A new material proxy each call, and none left over.
     EXPECT_EQ(log.find("is not released at final release"), std::string::npos);
     EXPECT_EQ(log.find("wrong thermo version"), std::string::npos);
 }
@@ -137,7 +134,6 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
 TEST_F(ExportTest, ContainersAreUsedWithoutUtilitiesAndFailuresReachTheSimulatorWithAnOfferOfRemoval)
 {
     addRecord(kit::CLSID_ManagerWithoutUtilities, PropertyPackageManager11, L"Ideal Alkanes", L"Bare/Ideal Alkanes");
-    addRecord(kit::CLSID_ManagerFailingInit, PropertyPackageManager11, L"Ideal Alkanes", L"Failing/Ideal Alkanes");
     addRecord(kit::CLSID_ManagerReturningNull, PropertyPackageManager11, L"Ideal Alkanes", L"Null/Ideal Alkanes");
     addRecord({0x0BADC0DE, 0x0000, 0x4000, {0x80, 0, 0, 0, 0, 0, 0, 1}}, PropertyPackage11, L"Gone", L"Gone");
     auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
@@ -147,7 +143,6 @@ TEST_F(ExportTest, ContainersAreUsedWithoutUtilitiesAndFailuresReachTheSimulator
     package.reset();
     // A failed resolution offers the record's removal; No keeps it.
     const std::pair<const wchar_t*, std::wstring> cases[] = {
-        {L"Failing/Ideal Alkanes", L"property package manager failed to initialize: The compound data bank could not be opened"},
         {L"Null/Ideal Alkanes", L"NULL pointer is returned for property package"},
         {L"Gone", L"Failed to create stand-alone property package: " + systemErrorText(REGDB_E_CLASSNOTREG)},
     };
@@ -156,13 +151,13 @@ TEST_F(ExportTest, ContainersAreUsedWithoutUtilitiesAndFailuresReachTheSimulator
         EXPECT_EQ(manager->GetPropertyPackage(Bstr(name).get(), package.put()), kCapeUnknown);
         EXPECT_FALSE(package);
         ASSERT_TRUE(keep.wait());
-        EXPECT_EQ(managerErrors(manager.get()).description, description);
+        EXPECT_EQ(errorDescription(manager.get()), description);
         EXPECT_EQ(keep.seen()[0].text, toNarrow(description) + "\r\nRemove from list of exported property packages?");
         EXPECT_EQ(keep.seen()[0].buttons, (std::vector<int>{IDYES, IDNO}));
         EXPECT_TRUE(keep.seen()[0].hasIcon);   // which one cannot be read from another process
     }
     loadPackages();
-    EXPECT_EQ(exportedPackages().size(), 4u);
+    EXPECT_EQ(exportedPackages().size(), 3u);
 }
 
 TEST_F(ExportTest, EachManagerListsItsOwnGenerationOrNothing)
@@ -178,7 +173,7 @@ TEST_F(ExportTest, EachManagerListsItsOwnGenerationOrNothing)
     const std::tuple<PackageKind, const wchar_t*, const wchar_t*> records[] = {
         {PropertyPackageManager11, L"Pkg", L"Mgr/Pkg"}, {PropertyPackage11, L"Alone", L"Alone"}, {ThermoSystem10, L"P", L"Sys/P"},
         {PropertyPackage10, L"P10", L"P10"}, {ReactionPackageManager10, L"R", L"Rxn/R"}, {ReactionPackage10, L"R10", L"R10"}};
-    for (const auto& [kind, name, display] : records) addRecord(kKitObject, kind, name, display);
+    for (const auto& [kind, name, display] : records) addRecord(kit::CLSID_KitObject, kind, name, display);
     Variant names;
     auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
     ASSERT_EQ(manager->GetPropertyPackageList(names.put()), S_OK);
@@ -193,24 +188,19 @@ TEST_F(ExportTest, EachManagerListsItsOwnGenerationOrNothing)
 
 TEST_F(ExportTest, NamesResolveIgnoringCaseFirstMatchAndOtherFamiliesAreNotAvailable)
 {
-    addRecord(kKitObject, PropertyPackage10, L"Alpha", L"Alpha");   // another family: never matched
-    addRecord(kKitObject, PropertyPackage11, L"alpha", L"alpha");
-    addRecord(kKitObject, PropertyPackage11, L"ALPHA", L"ALPHA");
+    addRecord(kit::CLSID_KitObject, PropertyPackage10, L"Alpha", L"Alpha");   // another family: never matched
+    addRecord(kit::CLSID_KitObject, PropertyPackage11, L"alpha", L"alpha");
+    addRecord(kit::CLSID_KitObject, PropertyPackage11, L"ALPHA", L"ALPHA");
     auto manager = create<ICapeThermoPropertyPackageManager>(CLSID_PropertyPackageManager64);
     ComPtr<IDispatch> package, none;
     ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Alpha").get(), package.put()), S_OK);
     EXPECT_EQ(componentName(package.get()), L"alpha");   // the display name of the first matching record
     EXPECT_EQ(manager->GetPropertyPackage(Bstr(L"Beta").get(), none.put()), kCapeUnknown);
     EXPECT_FALSE(none);
-    const auto e = managerErrors(manager.get());
-    EXPECT_EQ(std::vector<std::wstring>({e.name, e.description, e.scope, e.interfaceName, e.operation, e.moreInfo}),
-              std::vector<std::wstring>({L"Package with name \"Beta\" is not available", L"Package with name \"Beta\" is not available",
-                                         L"GetPropertyPackage", L"ICapeThermoPropertyPackageManager",
-                                         L"operation not available", L"more information not available"}));
-    EXPECT_EQ(e.code, 0);
+    EXPECT_EQ(errorDescription(manager.get()), L"Package with name \"Beta\" is not available");
     auto system = create<ICapeThermoSystem>(CLSID_ThermoSystem64);
     EXPECT_EQ(system->ResolvePropertyPackage(nullptr, none.put()), kCapeUnknown);
-    EXPECT_EQ(managerErrors(system.get()).description, L"Package with name \"NULL\" is not available");
+    EXPECT_EQ(errorDescription(system.get()), L"Package with name \"NULL\" is not available");
 }
 
 // A logged package's parameters as a simulator uses them (the collection, an item by name, its value
@@ -229,7 +219,6 @@ TEST_F(ExportTest, ALoggedPackagesParametersAreLoggedThroughTheirProxiesAndLeave
         const LONG locks = probe(phases.get(), kit::kLieLocks), live = probe(phases.get(), kit::kLieLiveObjects);
         ASSERT_GT(locks, 0);   // the probe's own exposed object
         ASSERT_GT(live, 0);    // the probe's own component
-        double before = 0, after = 0, upper = 0;
         {
             ComPtr<IDispatch> package, collection, item, spec;
             ASSERT_EQ(manager->GetPropertyPackage(Bstr(L"Alkanes").get(), package.put()), S_OK);
@@ -241,16 +230,14 @@ TEST_F(ExportTest, ALoggedPackagesParametersAreLoggedThroughTheirProxiesAndLeave
             ASSERT_TRUE(parameter);
             Variant value;
             EXPECT_EQ(parameter->get_value(value.put()), S_OK);
-            before = value.get().dblVal;
             EXPECT_EQ(parameter->put_value(Variant::fromDouble(310.5).get()), S_OK);
             EXPECT_EQ(parameter->get_value(value.put()), S_OK);
-            after = value.get().dblVal;
             ASSERT_EQ(parameter->get_Specification(spec.put()), S_OK);
             auto realSpec = spec.query<ICapeRealParameterSpec>();
             ASSERT_TRUE(realSpec);
+            double upper = 0;
             EXPECT_EQ(realSpec->get_UpperBound(&upper), S_OK);
         }
-        EXPECT_EQ(std::vector<double>({before, after, upper}), std::vector<double>({298.15, 310.5, 1000.0}));
         EXPECT_EQ(probe(phases.get(), kit::kLieLocks), locks) << "a proxy outlived the package";
         EXPECT_EQ(probe(phases.get(), kit::kLieLiveObjects), live) << "a component's object outlived the package";
     }
@@ -343,11 +330,11 @@ TEST_F(ExportTest, TheListChangingDuringAResolutionRemovesTheRecordThatWasAskedA
         ComPtr<IDispatch> package;
         EXPECT_EQ(manager->GetPropertyPackage(Bstr(L"Reloading").get(), package.put()), kCapeUnknown);
         EXPECT_FALSE(package);
-        EXPECT_EQ(managerErrors(manager.get()).description, toWide(failed));
+        EXPECT_EQ(errorDescription(manager.get()), toWide(failed));
         // Once removed (Yes), the record is gone for this manager too.
         ASSERT_TRUE(answerer.wait());
         EXPECT_EQ(manager->GetPropertyPackage(Bstr(L"Reloading").get(), package.put()), kCapeUnknown);
-        EXPECT_EQ(managerErrors(manager.get()).description, L"Package with name \"Reloading\" is not available");
+        EXPECT_EQ(errorDescription(manager.get()), L"Package with name \"Reloading\" is not available");
     }
     ASSERT_TRUE(answerer.wait());
     EXPECT_EQ(answerer.seen().front().text, failed + "\r\nRemove from list of exported property packages?");
@@ -380,7 +367,6 @@ Road runRoad(const ComPtr<IDispatch>& package)
     Variant ids, all;
     EXPECT_EQ(chemistry->GetReactionsIds(ids.put()), S_OK);
     const std::vector<std::wstring> reactions = readStringArray(ids.get());
-    EXPECT_EQ(reactions, (std::vector<std::wstring>{L"Disproportionation", L"Transalkylation"}));
     auto gas = sim::Material::create({L"Toluene", L"Benzene", L"o-Xylene"}, {L"Vapor"}, L"Reactor gas");
     gas->setValue(L"temperature", L"Overall", L"", {kT});
     gas->setValue(L"pressure", L"Overall", L"", {kP});
@@ -410,23 +396,20 @@ TEST_F(ExportTest, AReactionPackagesCallsBackToTheGasAndTheReactionObjectAreLogg
 {
     addRecord(kit::CLSID_ReactionPackageManager, ReactionPackageManager10, L"Toluene Disproportionation",
               L"Kit/Toluene Disproportionation", true);
-    // Logged, then the same road without a log: raw pointers reach the package, the same rates come, no file.
-    Road roads[2];
-    for (Road& road : roads) {
-        {
-            auto manager = create<ICapeReactionsPackageManager>(CLSID_ReactionPackageManager64);
-            ComPtr<IDispatch> package;
-            ASSERT_EQ(manager->ResolveReactionsPackage(Bstr(L"kit/toluene disproportionation").get(), package.put()), S_OK);
-            road = runRoad(package);
-        }
-        ASSERT_NO_FATAL_FAILURE(stopLogging());
-        EXPECT_EQ(road.parameterCount, 2);
-        EXPECT_EQ(road.nullMaterial, kInvalidArgument);   // the sample's refusal reaches the simulator
+    Road road;
+    {
+        auto manager = create<ICapeReactionsPackageManager>(CLSID_ReactionPackageManager64);
+        ComPtr<IDispatch> package;
+        ASSERT_EQ(manager->ResolveReactionsPackage(Bstr(L"kit/toluene disproportionation").get(), package.put()), S_OK);
+        road = runRoad(package);
     }
+    ASSERT_TRUE(waitForServerExit());
+    ASSERT_EQ(logFiles().size(), 1u);
+    EXPECT_EQ(road.parameterCount, 2);
+    EXPECT_EQ(road.nullMaterial, kInvalidArgument);   // the sample's refusal reaches the simulator
     const std::vector<double> expected = expectedRates();
-    ASSERT_EQ(roads[0].rates.size(), 2u);
-    for (size_t i = 0; i < 2; ++i) EXPECT_NEAR(roads[0].rates[i], expected[i], 1e-9 * expected[i]);
-    EXPECT_EQ(roads[1].rates, roads[0].rates);
+    ASSERT_EQ(road.rates.size(), 2u);
+    for (size_t i = 0; i < 2; ++i) EXPECT_NEAR(road.rates[i], expected[i], 1e-9 * expected[i]);
     const std::string log = readLog(logFiles()[0]);
     EXPECT_EQ(structureProblem(log), "");
     EXPECT_NE(log.find("<info value=\"Object type: CAPE-OPEN version 1.0 Reaction Package\"/>"), std::string::npos);
@@ -442,67 +425,4 @@ TEST_F(ExportTest, AReactionPackagesCallsBackToTheGasAndTheReactionObjectAreLogg
     EXPECT_EQ(log.find("is not released at final release"), std::string::npos) << log;   // Terminate let both proxies go
     // The parameters came through a collection proxy, whose calls are the simulator's.
     EXPECT_NE(log.find("<func name=\"ICapeCollection::Count\" direc=\"in\" object=\"Parameters\">"), std::string::npos);
-}
-
-// The new-package method called by the sample simulator, the server's dialog answered through its controls.
-namespace {
-constexpr CLSID kIdealPackage = {0xE2785283, 0x7782, 0x4DEA, {0xB4, 0x2C, 0xFD, 0xD9, 0x27, 0xB1, 0x02, 0x86}};
-constexpr int kTree = 204, kLogging = 814;
-
-class NewPackageTest : public ExportTest {
-protected:
-    // Wine's marshaling finds a type library only under the locale-neutral key "0", whereas the
-    // server's library is registered under its own locale, 409: the prefix gets both.
-    static void SetUpTestSuite()
-    {
-        const std::string version = "Software\\Classes\\TypeLib\\{8032C600-BA13-484F-A25F-3DFB47FCA46D}\\1.0\\";
-        char path[MAX_PATH] = "";
-        LONG size = sizeof path;
-        ASSERT_EQ(RegQueryValueA(HKEY_LOCAL_MACHINE, (version + "409\\win64").c_str(), path, &size), ERROR_SUCCESS);
-        ASSERT_EQ(RegSetValueA(HKEY_LOCAL_MACHINE, (version + "0\\win64").c_str(), REG_SZ, path, 0), ERROR_SUCCESS);
-    }
-};
-} // namespace
-
-TEST_F(NewPackageTest, TheSimulatorGetsTheChosenPackageExportedAndLoggedAsTheDialogSays)
-{
-    // A record there before (not logged), what is typed (nothing: Cancel), the dialog's box; the store and logs after.
-    const struct { const char* what; const wchar_t* stored; const char* typed; bool logging; std::vector<std::wstring> after;
-                   size_t logs; } cases[] = {
-        {"new, not logged", nullptr, "TARVKit Ideal", false, {L"TARVKit Ideal Package"}, 0},
-        {"same name: not added again, logged by the box", L"TARVKit Ideal Package", "TARVKit Ideal", true,
-         {L"TARVKit Ideal Package"}, 1},
-        {"names differing in case are different", L"tarvkit ideal package", "TARVKit Ideal", false,
-         {L"tarvkit ideal package", L"TARVKit Ideal Package"}, 0},
-        {"cancelled: the simulator's call fails and nothing is stored", nullptr, "", false, {}, 0},
-    };
-    for (const auto& c : cases) {
-        SetUp();
-        if (c.stored) addRecord(kIdealPackage, PropertyPackage11, c.stored, c.stored, false);
-        // The dialog: what is typed into the tree selects the item, the box is set, then OK; nothing typed: Cancel.
-        bool found = false, okEnabled = false;
-        std::thread answer([&] {
-            HWND dialog = waitForWindow("TARV version 1.1 Property Package:", 30000);
-            if (!(found = dialog != nullptr)) return;
-            Sleep(100);
-            for (const char* ch = c.typed; *ch; ++ch) SendDlgItemMessageA(dialog, kTree, WM_CHAR, static_cast<unsigned char>(*ch), 0);
-            okEnabled = *c.typed && IsWindowEnabled(GetDlgItem(dialog, IDOK));
-            if ((SendDlgItemMessageA(dialog, kLogging, BM_GETCHECK, 0, 0) == BST_CHECKED) != c.logging)
-                SendDlgItemMessageA(dialog, kLogging, BM_CLICK, 0, 0);
-            PostMessageA(dialog, WM_COMMAND, okEnabled ? IDOK : IDCANCEL, 0);
-        });
-        std::string out, err;
-        const DWORD exitCode = runCaptured(_wgetenv(L"TARV_SIMULATOR"), L"--new", out, &err);
-        answer.join();
-        SCOPED_TRACE(c.what);
-        EXPECT_TRUE(found);
-        EXPECT_EQ(okEnabled, *c.typed != 0);
-        EXPECT_EQ(exitCode, *c.typed ? 0u : 1u) << err;
-        EXPECT_TRUE(*c.typed || err.find("NewPropertyPackage failed\n  no package was chosen") != std::string::npos) << err;
-        ASSERT_TRUE(waitForServerExit());
-        loadPackages();
-        EXPECT_EQ(storedNames(), c.after);
-        EXPECT_EQ(logFiles().size(), c.logs);
-        TearDown();
-    }
 }

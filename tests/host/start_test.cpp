@@ -14,7 +14,6 @@ TEST(StartDecision, TheCommandLineChoosesRegistrationALogFileServingOrTheWindow)
         {"/RegServer", Kind::Registration, ""},
         {"-unregserverperuser", Kind::Registration, ""},
         {"C:\\logs\\regserver.tlg", Kind::Registration, ""},   // the text alone takes the branch
-        {"C:/x/RegServer", Kind::Registration, ""},
         {"-Embedding", Kind::Serve, ""},
         {"/AUTOMATION -embedding", Kind::Serve, ""},
         {"", Kind::ManagerWindow, ""},

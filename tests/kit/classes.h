@@ -23,16 +23,10 @@ using samples::CLSID_ThermoSystem10;
 using samples::CLSID_Package10;
 using samples::CLSID_ReactionPackageManager;
 
-// Misbehaving 1.1 managers, for failure tests of package resolution: Initialize
-// failing (ECapeFailedInitialisation, kFailingInitText); no ICapeUtilities; null packages for any
-// name; a list that is VT_EMPTY; a list that fails (ECapeComputation, kFailingListText).
-inline constexpr CLSID CLSID_ManagerFailingInit = {0x1BC0B0B8, 0x8C80, 0x403A, {0x9F, 0x8D, 0x43, 0xB4, 0x13, 0x79, 0xA9, 0xDF}};
-inline constexpr wchar_t kFailingInitText[] = L"The compound data bank could not be opened";
+// Misbehaving 1.1 managers, for failure tests of package resolution: no ICapeUtilities; null
+// packages for any name.
 inline constexpr CLSID CLSID_ManagerWithoutUtilities = {0x0C450ED7, 0x19C3, 0x4B68, {0xBD, 0x6C, 0x1F, 0xB5, 0xB3, 0x7C, 0xB9, 0x54}};
 inline constexpr CLSID CLSID_ManagerReturningNull = {0x444928C3, 0x0CAF, 0x4A59, {0xAB, 0x42, 0xF2, 0xF1, 0x17, 0x94, 0xAC, 0x22}};
-inline constexpr CLSID CLSID_ManagerListingNothing = {0x0051C92F, 0x2686, 0x40C4, {0x90, 0xA9, 0xDC, 0x42, 0xBC, 0x0A, 0x77, 0xD0}};
-inline constexpr CLSID CLSID_ManagerFailingList = {0xB64138A5, 0xCFCB, 0x478A, {0x96, 0xED, 0x43, 0xB9, 0x68, 0xF4, 0xB3, 0xD2}};
-inline constexpr wchar_t kFailingListText[] = L"The package catalogue is unreadable";
 
 // TARVKit.LiarPackage (dll/liars.cpp): a stand-alone 1.1 package "Liar". GetPhaseInfo(lie, ...)
 // answers with the lie its phase label names; CalcSinglePhaseProp(props, lie) calls back the

@@ -37,11 +37,8 @@ const struct {
     const wchar_t* name;
     ideal::ContainerBehaviour behaviour;
 } kContainers[] = {
-    {L"TARVKit Manager Failing Init", {true, ideal::kCapeFailedInitialisation, kFailingInitText, false}},
     {L"TARVKit Manager Without Utilities", {false, S_OK, L"", false}},
     {L"TARVKit Manager Returning Null", {true, S_OK, L"", true}},
-    {L"TARVKit Manager Listing Nothing", {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Nothing}},
-    {L"TARVKit Manager Failing List", {true, S_OK, L"", false, ideal::ContainerBehaviour::Listing::Fails, kFailingListText}},
 };
 
 template <size_t N>
@@ -72,16 +69,10 @@ const std::vector<ClassRow>& classTable()
     const GUID package11 = CATID_CapePropertyPackage11;
     static const std::vector<ClassRow> rows = withUnitRows({
         {CLSID_KitObject, kKitObjectProgId, L"TARV test kit object", L"Apartment", {}, &createKitObject, {}},
-        component(CLSID_ManagerFailingInit, L"TARVKit.ManagerFailingInit", kContainers[0].name, manager11,
-                  &createManager<0>, L"Property package manager whose Initialize fails"),
-        component(CLSID_ManagerWithoutUtilities, L"TARVKit.ManagerWithoutUtilities", kContainers[1].name, manager11,
-                  &createManager<1>, L"Property package manager without ICapeUtilities"),
-        component(CLSID_ManagerReturningNull, L"TARVKit.ManagerReturningNull", kContainers[2].name, manager11,
-                  &createManager<2>, L"Property package manager that hands out null packages"),
-        component(CLSID_ManagerListingNothing, L"TARVKit.ManagerListingNothing", kContainers[3].name, manager11,
-                  &createManager<3>, L"Property package manager with no packages"),
-        component(CLSID_ManagerFailingList, L"TARVKit.ManagerFailingList", kContainers[4].name, manager11,
-                  &createManager<4>, L"Property package manager whose list fails"),
+        component(CLSID_ManagerWithoutUtilities, L"TARVKit.ManagerWithoutUtilities", kContainers[0].name, manager11,
+                  &createManager<0>, L"Property package manager without ICapeUtilities"),
+        component(CLSID_ManagerReturningNull, L"TARVKit.ManagerReturningNull", kContainers[1].name, manager11,
+                  &createManager<1>, L"Property package manager that hands out null packages"),
         component(CLSID_LiarPackage, L"TARVKit.LiarPackage", L"TARVKit Liar Package", package11, &createLiarPackage,
                   L"Property package whose results and callbacks break the rules"),
         component(CLSID_ReloadingManager, L"TARVKit.ReloadingManager", L"TARVKit Reloading Manager", manager11,
