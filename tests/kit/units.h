@@ -8,9 +8,6 @@
 
 namespace kit {
 
-using samples::CLSID_FlashDrum;
-using samples::kFlashDrumProgId;
-
 struct UnitVariant {
     CLSID clsid;
     const wchar_t* progId;
@@ -19,7 +16,6 @@ struct UnitVariant {
     samples::unit::Behaviour behaviour;
 };
 
-inline constexpr ULONGLONG kFourGiB = 1ULL << 32;
 using Interfaces = samples::unit::Behaviour::Interfaces;
 
 inline const UnitVariant kUnitVariants[] = {
@@ -27,11 +23,9 @@ inline const UnitVariant kUnitVariants[] = {
      L"TARVKit Unit Stream Only", L"Flash drum saved through IPersistStream alone", {Interfaces::StreamOnly, std::nullopt, S_OK, false}},
     {{0xFDA29EB2, 0x99CB, 0x468C, {0x9B, 0x73, 0x15, 0xCE, 0x5B, 0x6A, 0x03, 0xDA}}, L"TARVKit.UnitWithoutPersistence",
      L"TARVKit Unit Without Persistence", L"Flash drum that cannot be saved", {Interfaces::None, std::nullopt, S_OK, false}},
-    {{0x09E24C60, 0x100A, 0x4A93, {0xAE, 0x0B, 0x7B, 0x69, 0x7F, 0xF6, 0x35, 0xAD}}, L"TARVKit.UnitSizeTooSmall",
-     L"TARVKit Unit Size Too Small", L"Flash drum whose GetSizeMax answers 1 byte", {Interfaces::StreamInit, 1, S_OK, false}},
     {{0x32AFE607, 0x0F54, 0x4624, {0x84, 0xF1, 0x46, 0xC7, 0x3A, 0x91, 0xF7, 0x0B}}, L"TARVKit.UnitSizeFourGiB",
      L"TARVKit Unit Size Four GiB", L"Flash drum whose GetSizeMax answers 2^32 bytes",
-     {Interfaces::StreamInit, kFourGiB, S_OK, false}},
+     {Interfaces::StreamInit, 1ULL << 32, S_OK, false}},
     {{0x656CC2D0, 0x2D0B, 0x49AA, {0x87, 0xE8, 0x31, 0xF0, 0x49, 0xE9, 0x50, 0x42}}, L"TARVKit.UnitSaveFalse",
      L"TARVKit Unit Save False", L"Flash drum whose Save writes and returns S_FALSE",
      {Interfaces::StreamInit, std::nullopt, S_FALSE, false}},
