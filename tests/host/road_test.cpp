@@ -126,7 +126,7 @@ TEST_F(ExportTest, The10RoadWrapsTheMaterialForEachCallOnly)
     ASSERT_FALSE(flash.empty()) << log;
     EXPECT_EQ(flash[2].rfind("  <argval value=\"interface to object &quot;Material&quot; (address 0x", 0), 0u) << flash[2];
     EXPECT_GE(countStartingWith(flash, " <func name=\"ICapeThermoMaterialObject::"), 2u) << log;
-    // A new material proxy each call, and none left over.
+    // No material proxy is left over.
     EXPECT_EQ(log.find("is not released at final release"), std::string::npos);
     EXPECT_EQ(log.find("wrong thermo version"), std::string::npos);
 }
