@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
-#include <share.h>
 
 using tarv::LogReaderMessage;
 using Kind = LogReaderMessage::Kind;
@@ -97,21 +96,6 @@ TEST(LogReader, AFileReadOnlyInPartKeepsWhatWasDeliveredAndSaysWhy)
         EXPECT_EQ(sink.messages.back().kind, Kind::parseFailed) << c.text;
         expectOwnMessages(sink, path, c.text);
     }
-    // A file that cannot be opened, missing or still held by its writer, is said so.
-    const std::string busy = writeLogFile("busy.tlg", "<info value=\"1\"/>\n", false);
-    std::FILE* writer = _fsopen(busy.c_str(), "a", _SH_DENYWR);
-    for (auto [file, reason] : {std::pair{viewertest::tempPath("missing.tlg"), "No such file or directory"}, {busy, "Permission denied"}}) {
-        RecordingSink sink;
-        EXPECT_EQ(tarv::parseLogFile(file, sink), 0);
-        EXPECT_EQ(sink.outline(), "");
-        ASSERT_EQ(sink.messages.size(), 1u);
-        EXPECT_EQ(sink.messages[0].kind, Kind::cannotOpen);
-        EXPECT_EQ(sink.messages[0].caption + (" " + sink.messages[0].text), "File error: Failed to open \"" + file + "\" for reading: " + reason);
-    }
-    std::fclose(writer);
-    RecordingSink after;
-    tarv::parseLogFile(busy, after);
-    EXPECT_EQ(after.outline(), "2 1\n") << "readable once the writer has closed it";
 }
 
 // Cut, bytes changed, end tags gone, an unknown type: a well-formed tree and only the reader's own messages.
