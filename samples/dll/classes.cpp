@@ -13,7 +13,7 @@ namespace {
 // The stand-alone packages are the first configuration, "Ideal Alkanes".
 HRESULT createPackage11(REFIID iid, void** out)
 {
-    return ideal::createAndQuery<ideal::IdealPackage11>(iid, out, ideal::packageConfigurations().front(), true);
+    return ideal::createAndQuery<ideal::IdealPackage11>(iid, out, ideal::packageConfigurations().front());
 }
 
 HRESULT createPackage10(REFIID iid, void** out)

@@ -34,19 +34,6 @@ void resolve(const ContainerBehaviour& b, BSTR name, IDispatch** out, A... args)
     if (FAILED(hr)) raise(kCapeNoMemory, L"The property package could not be created");
 }
 
-// The list method's answer by the container's behaviour.
-void listAs(const ContainerBehaviour& b, VARIANT* names)
-{
-    if (b.listing == ContainerBehaviour::Listing::Fails) raise(kCapeComputation, b.listFailureText);
-    if (b.listing == ContainerBehaviour::Listing::Configurations) setStrings(names, configurationNames());
-    else VariantClear(names);
-}
-
-void initializeAs(const ContainerBehaviour& b)
-{
-    if (FAILED(b.initializeFailure)) raise(b.initializeFailure, b.initializeText);
-}
-
 } // namespace
 
 PackageManager11::PackageManager11(std::wstring name, const ContainerBehaviour& behaviour)
@@ -56,21 +43,16 @@ PackageManager11::PackageManager11(std::wstring name, const ContainerBehaviour& 
     if (!behaviour_.utilities) hide(IID_ICapeUtilities);
 }
 
-void PackageManager11::initialize()
-{
-    initializeAs(behaviour_);
-}
-
 HRESULT PackageManager11::GetPropertyPackageList(VARIANT* PackageNames)
 {
     return guard(L"ICapeThermoPropertyPackageManager", L"GetPropertyPackageList",
-                 [&] { listAs(behaviour_, out(PackageNames)); });
+                 [&] { setStrings(out(PackageNames), configurationNames()); });
 }
 
 HRESULT PackageManager11::GetPropertyPackage(BSTR PackageName, IDispatch** Package)
 {
     return guard(L"ICapeThermoPropertyPackageManager", L"GetPropertyPackage",
-                 [&] { resolve<IdealPackage11>(behaviour_, PackageName, out(Package), true); });
+                 [&] { resolve<IdealPackage11>(behaviour_, PackageName, out(Package)); });
 }
 
 ThermoSystem10::ThermoSystem10(std::wstring name, const ContainerBehaviour& behaviour)
@@ -80,15 +62,10 @@ ThermoSystem10::ThermoSystem10(std::wstring name, const ContainerBehaviour& beha
     if (!behaviour_.utilities) hide(IID_ICapeUtilities);
 }
 
-void ThermoSystem10::initialize()
-{
-    initializeAs(behaviour_);
-}
-
 HRESULT ThermoSystem10::GetPropertyPackages(VARIANT* propPackageList)
 {
     return guard(L"ICapeThermoSystem", L"GetPropertyPackages",
-                 [&] { listAs(behaviour_, out(propPackageList)); });
+                 [&] { setStrings(out(propPackageList), configurationNames()); });
 }
 
 HRESULT ThermoSystem10::ResolvePropertyPackage(BSTR propertyPackage, IDispatch** propPackObject)

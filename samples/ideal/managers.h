@@ -8,12 +8,7 @@ namespace samples::ideal {
 
 struct ContainerBehaviour {
     bool utilities = true;                // exposes ICapeUtilities
-    HRESULT initializeFailure = S_OK;     // Initialize fails with this status and text
-    const wchar_t* initializeText = L"";
     bool nullPackage = false;             // resolving any name succeeds with a null package
-    enum class Listing { Configurations, Nothing, Fails } listing = Listing::Configurations;
-                                          // the list method: the names, VT_EMPTY, or a failure
-    const wchar_t* listFailureText = L"";  // the failure's description
 };
 
 class PackageManager11 final : public CapeComponent<ICapeThermoPropertyPackageManager> {
@@ -27,7 +22,6 @@ public:
     HRESULT STDMETHODCALLTYPE GetPropertyPackage(BSTR PackageName, IDispatch** Package) override;
 
 private:
-    void initialize() override;
     ContainerBehaviour behaviour_;
 };
 
@@ -40,7 +34,6 @@ public:
     HRESULT STDMETHODCALLTYPE ResolvePropertyPackage(BSTR propertyPackage, IDispatch** propPackObject) override;
 
 private:
-    void initialize() override;
     ContainerBehaviour behaviour_;
 };
 

@@ -89,11 +89,10 @@ IdealModel modelOf(const PackageConfiguration& config)
     return IdealModel::fromIds(std::vector<std::wstring>(config.compounds.begin(), config.compounds.end()));
 }
 
-IdealPackage11::IdealPackage11(const PackageConfiguration& config, bool utilities)
+IdealPackage11::IdealPackage11(const PackageConfiguration& config)
     : CapeComponent(config.name, config.description), model_(modelOf(config))
 {
     model_.useSettings(parameters_.settings);
-    if (!utilities) hide(IID_ICapeUtilities);
 }
 
 void IdealPackage11::terminate()

@@ -23,8 +23,7 @@ class IdealPackage11 final
     : public CapeComponent<ICapeThermoPropertyRoutine, ICapeThermoEquilibriumRoutine, ICapeThermoCompounds,
                            ICapeThermoPhases, ICapeThermoUniversalConstant, ICapeThermoMaterialContext> {
 public:
-    // A package of the configuration; without ICapeUtilities when `utilities` is false.
-    IdealPackage11(const PackageConfiguration& config, bool utilities = true);
+    explicit IdealPackage11(const PackageConfiguration& config);
 
     const IdealModel& model() const noexcept { return model_; }
 

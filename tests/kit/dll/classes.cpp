@@ -37,8 +37,8 @@ const struct {
     const wchar_t* name;
     ideal::ContainerBehaviour behaviour;
 } kContainers[] = {
-    {L"TARVKit Manager Without Utilities", {false, S_OK, L"", false}},
-    {L"TARVKit Manager Returning Null", {true, S_OK, L"", true}},
+    {L"TARVKit Manager Without Utilities", {false, false}},
+    {L"TARVKit Manager Returning Null", {true, true}},
 };
 
 template <size_t N>
