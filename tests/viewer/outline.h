@@ -35,10 +35,6 @@ public:
         rows.push_back(rowLine(image, text, reinterpret_cast<size_t>(item)));
     }
     void report(const tarv::LogReaderMessage& message) override { messages.push_back(message); }
-    void progressBegin(int64_t fileLength) override { progress.push_back("begin " + std::to_string(fileLength)); }
-    void progressShow() override { progress.push_back("show"); }
-    void progressSet(int percent) override { progress.push_back(std::to_string(percent)); }
-    void progressEnd() override { progress.push_back("end"); }
     // Items come in document order, which is the tree's pre-order.
     std::string outline() const
     {
@@ -55,7 +51,6 @@ public:
     std::vector<Node> items;   // numbered from 1
     std::vector<std::string> rows;
     std::vector<tarv::LogReaderMessage> messages;
-    std::vector<std::string> progress;
 };
 
 // A control item to be filled with `mask`, its text into `text` (at least 1024 bytes).
