@@ -43,14 +43,6 @@ TEST(MethodTemplate, EachOutcomeIsLoggedAsItHappened)
              impl(p)->releaseInterfaces();
              return impl(p)->LogMessage(Bstr(L"hi").get());
          }, E_UNEXPECTED, "ICapeDiagnostic::LogMessage", 0},
-        // An emptied proxy still answers its name, with an error.
-        {"emptied name", [](Object&, IUnknown* p) {
-             impl(p)->releaseInterfaces();
-             Bstr name;
-             HRESULT hr = impl(p)->get_ComponentName(name.put());   // no longer answered by a query
-             EXPECT_EQ(name.wide(), L"Uninitialized object");
-             return hr;
-         }, S_OK, "ICapeIdentification::get_ComponentName", 0},
         // The error getters forward the live state; the parameter of an error comes back raw.
         {"error getters", [&](Object& o, IUnknown* p) {
              o.returns(&ECapeBoundaries::get_LowerBound, 1.5).returns(&ECapeUser::get_code, 7L)
@@ -112,11 +104,6 @@ TEST(Creation, TheNameFetchReportsWhatTheObjectCannotTell)
          }, "<error value=\"Failed to get name from object: nameless\"/>\n", "<unknown>"},
         {"empty name", [] { return Object::create<ICapeDiagnostic, ICapeIdentification>(L""); },
          "<warning value=\"Object&apos;s name is empty\"/>\n", ""},
-        {"null name", [] {
-             auto o = Object::create<ICapeDiagnostic, ICapeIdentification>();
-             o->on(&ICapeIdentification::get_ComponentName, [](BSTR* n) { *n = nullptr; });
-             return o;
-         }, "<warning value=\"Object&apos;s name is empty\"/>\n", ""},
     };
     for (const Case& c : cases) {
         LogCapture capture;

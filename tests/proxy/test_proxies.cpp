@@ -6,21 +6,10 @@ using namespace tarv;
 
 TestProxy::TestProxy() { isInput_ = 0; type_ = "Test Proxy"; }
 void TestProxy::releaseInterfaces() { diagnostic_.reset(); cose_.reset(); CapeOpenBase::releaseInterfaces(); }
-HRESULT TestProxy::PopUpMessage(BSTR message)
-{
-    return proxyCall<LogMode::Assumed>(*this, "ICapeDiagnostic::PopUpMessage", diagnostic_,
-        [&](ICapeDiagnostic* i) { return i->PopUpMessage(message); }, ReadOnlyCheck{}, InString{"message", message});
-}
 HRESULT TestProxy::LogMessage(BSTR message)
 {
     return proxyCall<LogMode::Assumed>(*this, "ICapeDiagnostic::LogMessage", diagnostic_,
         [&](ICapeDiagnostic* i) { return i->LogMessage(message); }, InString{"message", message});
-}
-HRESULT TestProxy::get_NamedValueList(VARIANT* names)
-{
-    return proxyCall<LogMode::Assumed>(*this, "ICapeCOSEUtilities::get_NamedValueList", cose_,
-        [&](ICapeCOSEUtilities* i) { return i->get_NamedValueList(names); },
-        OutVariant{"NamedValues", names, expect::strings, expect::mayBeEmpty});
 }
 HRESULT TestProxy::get_NamedValue(BSTR name, VARIANT* value)
 {

@@ -12,9 +12,9 @@ class TestProxy : public tarv::ProxyClass<TestProxy, tarv::CapeOpenBase, ICapeDi
                                           ICapeCOSEUtilities> {
 public:
     TestProxy();
-    HRESULT STDMETHODCALLTYPE PopUpMessage(BSTR message) override;    // a changing method
+    HRESULT STDMETHODCALLTYPE PopUpMessage(BSTR) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE LogMessage(BSTR message) override;
-    HRESULT STDMETHODCALLTYPE get_NamedValueList(VARIANT* names) override;
+    HRESULT STDMETHODCALLTYPE get_NamedValueList(VARIANT*) override { return E_NOTIMPL; }
     HRESULT STDMETHODCALLTYPE get_NamedValue(BSTR name, VARIANT* value) override;
     void releaseInterfaces() override;
 private:

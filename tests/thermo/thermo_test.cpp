@@ -343,29 +343,6 @@ TEST(Wrapping, ResultsComeBackAsProxiesOfTheMakersOwnerWithTheirMethodsGeneratio
     }
 }
 
-TEST(Wrapping, TheServersFactoriesWrapAContextWhoseTemplatesAndMaterialsJoinThePackage)
-{
-    tarv::registerThermoProxyFactories();
-    LogCapture capture;
-    auto packageKit = Object::create<ICapeThermoMaterialContext, ICapeUtilities, ICapeIdentification>();
-    auto contextKit = Object::create<ICapeMaterialTemplateSystem, ICapeIdentification>(L"Context");
-    auto templateKit = Object::create<ICapeThermoMaterialTemplate, ICapeIdentification>(L"Template");
-    auto materialKit = makeMaterial(Material::Full11, L"Made");
-    contextKit->returns(&ICapeMaterialTemplateSystem::CreateMaterialTemplate, templateKit->ptr<ICapeThermoMaterialTemplate>());
-    templateKit->returns(&ICapeThermoMaterialTemplate::CreateMaterialObject, materialKit->ptr<ICapeThermoMaterial>());
-    ComPtr<IDispatch> context, made, material;
-    packageKit->on(&ICapeUtilities::put_simulationContext, [&](IDispatch* c) { context = ComPtr<IDispatch>(c); });
-    NoLeaks leaks{packageKit.get(), contextKit.get(), templateKit.get(), materialKit.get()};
-    auto package = testsupport::expose<tarv::CPropertyPackage11>(packageKit.get(), capture.log(), "Package");
-    ASSERT_EQ(package.dispatch.query<ICapeUtilities>()->put_simulationContext(contextKit->ptr<ICapeMaterialTemplateSystem>()), S_OK);
-    ASSERT_EQ(context.query<ICapeMaterialTemplateSystem>()->CreateMaterialTemplate(Bstr(L"Water").get(), made.put()), S_OK);
-    ASSERT_EQ(made.query<ICapeThermoMaterialTemplate>()->CreateMaterialObject(material.put()), S_OK);
-    EXPECT_EQ(package.exposed->children().size(), 3u);
-    EXPECT_EQ(materialOf(material.get())->materialVersion, 1);
-    for (ComPtr<IDispatch>* p : {&material, &made, &context}) p->reset();
-    packageKit->unscript(&ICapeUtilities::put_simulationContext);
-}
-
 TEST(MaterialObject, CopyFromMaterialHoldsTheObjectBehindAProxySourceOverTheCallAndForwardsTheSourceAsItCame)
 {
     LogCapture capture;
