@@ -914,12 +914,14 @@ void runUnit(const Options& o)
     check(saved->Seek(zero, STREAM_SEEK_END, &savedSize), nullptr, "measuring the saved unit");
     check(saved->Seek(zero, STREAM_SEEK_SET, nullptr), nullptr, "rewinding the saved unit");
     check(utilities->Terminate(), unit.get(), "Terminate");
+
+    // ... and loaded into a new unit operation of the same class. The new one is made while the first
+    // is still held: a server whose last object has just gone is on its way out, and an activation
+    // that reaches it then can fail.
+    ComPtr<ICapeUnit> reloaded = activate<ICapeUnit>(o, IID_ICapeUnit);
     persist = nullptr;
     utilities = nullptr;
     unit = nullptr;
-
-    // ... and loaded into a new unit operation of the same class.
-    ComPtr<ICapeUnit> reloaded = activate<ICapeUnit>(o, IID_ICapeUnit);
     auto reloadedPersist =
         require<IPersistStreamInit>(reloaded.get(), IID_IPersistStreamInit, "IPersistStreamInit", "the new unit");
     check(reloadedPersist->Load(saved.get()), reloaded.get(), "Load");
