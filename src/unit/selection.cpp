@@ -50,11 +50,8 @@ INT_PTR CALLBACK CSelectCOObject::dialogProc(HWND window, UINT message, WPARAM w
         return TRUE;
     }
     case WM_COMMAND:
-        if (LOWORD(wParam) == IDOK) {
-            self->takeSelection(window);   // with nothing selected the dialog stays
-            return TRUE;
-        }
-        if (LOWORD(wParam) == kComponentList && HIWORD(wParam) == LBN_DBLCLK) {
+        // OK or a double click on an entry; with nothing selected the dialog stays.
+        if (LOWORD(wParam) == IDOK || (LOWORD(wParam) == kComponentList && HIWORD(wParam) == LBN_DBLCLK)) {
             self->takeSelection(window);
             return TRUE;
         }
